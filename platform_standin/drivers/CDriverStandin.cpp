@@ -1,0 +1,175 @@
+#include "CDriver.h"
+
+#include "FakeDrivers.h"
+
+namespace standin {
+
+namespace {
+
+bool isFailure(std::int32_t status) {
+  return status >= CDRIVER_STATUS_FAILURE_MIN;
+}
+
+}  // namespace
+
+FakeDriver::FakeDriver(std::string name)
+    : m_name(std::move(name)),
+      m_record{this, &FakeDriver::writeEntry, nullptr, &FakeDriver::readEntry} {
+}
+
+void FakeDriver::setValue(std::uint32_t value) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_value = value;
+}
+
+std::uint32_t FakeDriver::value() const {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  return m_value;
+}
+
+void FakeDriver::setWriteStatus(std::int32_t status) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_writeStatus = status;
+}
+
+void FakeDriver::setReadStatus(std::int32_t status) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_readStatus = status;
+}
+
+void FakeDriver::setReadStores(bool onSuccess, bool onFailure) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_readStoresOnSuccess = onSuccess;
+  m_readStoresOnFailure = onFailure;
+}
+
+std::vector<FakeDriver::Call> FakeDriver::calls() const {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  return m_calls;
+}
+
+std::size_t FakeDriver::callCount() const {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  return m_calls.size();
+}
+
+void FakeDriver::clearCalls() {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_calls.clear();
+}
+
+std::int32_t FakeDriver::writeEntry(void* handle, std::uint32_t value) {
+  auto* const self = static_cast<FakeDriver*>(handle);
+  const std::lock_guard<std::mutex> lock(self->m_mutex);
+  const std::int32_t status = self->m_writeStatus;
+  if (!isFailure(status)) {
+    self->m_value = value;
+  }
+  self->m_calls.push_back({Call::Write, value, status});
+  return status;
+}
+
+std::int32_t FakeDriver::readEntry(void* handle, std::uint32_t* value) {
+  auto* const self = static_cast<FakeDriver*>(handle);
+  const std::lock_guard<std::mutex> lock(self->m_mutex);
+  const std::int32_t status = self->m_readStatus;
+  const bool stores = isFailure(status) ? self->m_readStoresOnFailure
+                                        : self->m_readStoresOnSuccess;
+  if (stores && value != nullptr) {
+    *value = self->m_value;
+  }
+  self->m_calls.push_back({Call::Read, self->m_value, status});
+  return status;
+}
+
+FakeDriverLayer& FakeDriverLayer::instance() {
+  // Never destroyed: modules may still hold driver records at exit.
+  static FakeDriverLayer* const layer = new FakeDriverLayer();
+  return *layer;
+}
+
+FakeDriver& FakeDriverLayer::driver(const std::string& name) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  for (FakeDriver* const existing : m_drivers) {
+    if (existing->name() == name) {
+      return *existing;
+    }
+  }
+  m_allDrivers.push_back(std::make_unique<FakeDriver>(name));
+  m_drivers.push_back(m_allDrivers.back().get());
+  return *m_drivers.back();
+}
+
+FakeDriver* FakeDriverLayer::find(const std::string& name) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  for (FakeDriver* const existing : m_drivers) {
+    if (existing->name() == name) {
+      return existing;
+    }
+  }
+  return nullptr;
+}
+
+void FakeDriverLayer::setGetInterfaceStatus(const std::string& name,
+                                            std::int32_t status,
+                                            bool storesOnFailure) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  for (Injected& injected : m_injected) {
+    if (injected.name == name) {
+      injected.status = status;
+      injected.storesOnFailure = storesOnFailure;
+      return;
+    }
+  }
+  m_injected.push_back({name, status, storesOnFailure});
+}
+
+std::vector<std::string> FakeDriverLayer::requestedNames() const {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  return m_requested;
+}
+
+void FakeDriverLayer::clearRequests() {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_requested.clear();
+}
+
+void FakeDriverLayer::reset() {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_drivers.clear();
+  m_injected.clear();
+  m_requested.clear();
+}
+
+std::int32_t FakeDriverLayer::getInterface(CDriver_Interface** out,
+                                           const char* name) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  const std::string wanted = name != nullptr ? name : "";
+  m_requested.push_back(wanted);
+  FakeDriver* found = nullptr;
+  for (FakeDriver* const existing : m_drivers) {
+    if (existing->name() == wanted) {
+      found = existing;
+    }
+  }
+  std::int32_t status = found != nullptr ? 0 : CDRIVER_STATUS_FAILURE_MIN;
+  bool storesOnFailure = false;
+  for (const Injected& injected : m_injected) {
+    if (injected.name == wanted) {
+      status = injected.status;
+      storesOnFailure = injected.storesOnFailure;
+    }
+  }
+  const bool stores = isFailure(status) ? storesOnFailure : true;
+  if (stores && out != nullptr) {
+    *out = found != nullptr ? found->record() : nullptr;
+  }
+  return status;
+}
+
+}  // namespace standin
+
+extern "C" int32_t CDriver_GetInterface(CDriver_Interface** out,
+                                        const char* name) {
+  return standin::FakeDriverLayer::instance().getInterface(out, name);
+}

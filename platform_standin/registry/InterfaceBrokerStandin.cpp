@@ -1,0 +1,80 @@
+#include "InterfaceBroker.h"
+
+#include <mutex>
+
+#include "InterfaceBrokerControl.h"
+
+namespace {
+
+std::vector<InterfaceBrokerControl::Call>& callLog() {
+  static auto* const log = new std::vector<InterfaceBrokerControl::Call>();
+  return *log;
+}
+
+std::mutex& callLogMutex() {
+  static auto* const mutex = new std::mutex();
+  return *mutex;
+}
+
+void logCall(InterfaceBrokerControl::Call call) {
+  const std::lock_guard<std::mutex> lock(callLogMutex());
+  callLog().push_back(std::move(call));
+}
+
+}  // namespace
+
+IInterface::~IInterface() = default;
+
+InterfaceBroker::InterfaceBroker() = default;
+InterfaceBroker::~InterfaceBroker() = default;
+
+InterfaceBroker* InterfaceBroker::getInstance() {
+  // Never destroyed: modules unloading at exit still withdraw their names.
+  static InterfaceBroker* const instance = new InterfaceBroker();
+  return instance;
+}
+
+int InterfaceBroker::registerInterface(const std::string& name,
+                                       IInterface* itf) {
+  logCall({true, name, itf, false});
+  return m_interfaces.emplace(name, itf).second ? 0 : 1;
+}
+
+int InterfaceBroker::unregisterInterface(const std::string& name,
+                                         IInterface** removed) {
+  logCall({false, name, nullptr, removed != nullptr});
+  const auto it = m_interfaces.find(name);
+  if (it == m_interfaces.end()) {
+    return 1;
+  }
+  if (removed != nullptr) {
+    *removed = it->second;
+  }
+  m_interfaces.erase(it);
+  return 0;
+}
+
+std::vector<std::string> InterfaceBrokerControl::names() {
+  std::vector<std::string> result;
+  for (const auto& entry : InterfaceBroker::getInstance()->m_interfaces) {
+    result.push_back(entry.first);
+  }
+  return result;
+}
+
+IInterface* InterfaceBrokerControl::entry(const std::string& name) {
+  const auto& map = InterfaceBroker::getInstance()->m_interfaces;
+  const auto it = map.find(name);
+  return it == map.end() ? nullptr : it->second;
+}
+
+std::vector<InterfaceBrokerControl::Call> InterfaceBrokerControl::calls() {
+  const std::lock_guard<std::mutex> lock(callLogMutex());
+  return callLog();
+}
+
+void InterfaceBrokerControl::reset() {
+  InterfaceBroker::getInstance()->m_interfaces.clear();
+  const std::lock_guard<std::mutex> lock(callLogMutex());
+  callLog().clear();
+}

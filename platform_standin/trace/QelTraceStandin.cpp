@@ -1,0 +1,186 @@
+#include "QelTrace.h"
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <sstream>
+
+#include "TraceControl.h"
+
+namespace standin {
+namespace {
+
+struct ObjectState {
+  std::atomic<std::uint32_t> enabledMask{0};
+  std::atomic<bool> overridden{false};
+  std::uint32_t constructorMask = 0;
+  std::atomic<std::uint64_t> isEnabledCalls{0};
+  std::atomic<std::uint64_t> logCalls{0};
+};
+
+std::uint32_t maskUpTo(std::uint32_t level) {
+  return level >= 31 ? 0xFFFFFFFFU : ((1U << (level + 1)) - 2U);
+}
+
+struct Registry {
+  std::mutex mutex;
+  std::map<std::string, std::unique_ptr<ObjectState>> objects;
+  std::vector<TraceRecord> records;
+  std::function<void(const TraceRecord&)> printer;
+
+  ObjectState& state(const std::string& name) {
+    auto& slot = objects[name];
+    if (!slot) {
+      slot = std::make_unique<ObjectState>();
+    }
+    return *slot;
+  }
+};
+
+// Never destroyed: trace objects of unloading libraries may still log.
+Registry& registry() {
+  static Registry* const instance = new Registry();
+  return *instance;
+}
+
+ObjectState& stateOf(const char* name) {
+  Registry& reg = registry();
+  const std::lock_guard<std::mutex> lock(reg.mutex);
+  return reg.state(name);
+}
+
+void emit(const char* object, QelTraceLevel level, bool entry,
+          const QelTraceHeader& header, std::string text) {
+  stateOf(object).logCalls.fetch_add(1, std::memory_order_relaxed);
+  TraceRecord record{
+      object,         level,
+      entry,          header.file != nullptr ? header.file : "",
+      header.line,    header.function != nullptr ? header.function : "",
+      std::move(text)};
+  Registry& reg = registry();
+  std::function<void(const TraceRecord&)> printer;
+  {
+    const std::lock_guard<std::mutex> lock(reg.mutex);
+    printer = reg.printer;
+    if (reg.records.size() < TraceControl::kMaxRecords) {
+      reg.records.push_back(record);
+    }
+  }
+  if (printer) {
+    printer(record);
+  }
+}
+
+}  // namespace
+
+std::string formatTraceRecord(const TraceRecord& record) {
+  std::ostringstream line;
+  line << record.object << " L" << static_cast<unsigned>(record.level) << ' '
+       << record.function << ':' << record.line << ' '
+       << (record.entry ? "-> " : "") << record.text;
+  return line.str();
+}
+
+void TraceControl::setThreshold(const std::string& object,
+                                std::uint32_t level) {
+  Registry& reg = registry();
+  const std::lock_guard<std::mutex> lock(reg.mutex);
+  ObjectState& state = reg.state(object);
+  state.enabledMask.store(level == 0 ? 0 : maskUpTo(level));
+  state.overridden.store(true);
+}
+
+void TraceControl::setLevelEnabled(const std::string& object,
+                                   QelTraceLevel level, bool enabled) {
+  Registry& reg = registry();
+  const std::lock_guard<std::mutex> lock(reg.mutex);
+  ObjectState& state = reg.state(object);
+  const std::uint32_t bit = 1U << (level & 31U);
+  std::uint32_t mask = state.enabledMask.load();
+  mask = enabled ? (mask | bit) : (mask & ~bit);
+  state.enabledMask.store(mask);
+  state.overridden.store(true);
+}
+
+void TraceControl::resetLevels() {
+  Registry& reg = registry();
+  const std::lock_guard<std::mutex> lock(reg.mutex);
+  for (auto& entry : reg.objects) {
+    ObjectState& state = *entry.second;
+    state.enabledMask.store(state.constructorMask);
+    state.overridden.store(false);
+    state.isEnabledCalls.store(0);
+    state.logCalls.store(0);
+  }
+}
+
+std::vector<TraceRecord> TraceControl::records() {
+  Registry& reg = registry();
+  const std::lock_guard<std::mutex> lock(reg.mutex);
+  return reg.records;
+}
+
+void TraceControl::clearRecords() {
+  Registry& reg = registry();
+  const std::lock_guard<std::mutex> lock(reg.mutex);
+  reg.records.clear();
+}
+
+std::uint64_t TraceControl::isEnabledCalls(const std::string& object) {
+  return stateOf(object.c_str()).isEnabledCalls.load();
+}
+
+std::uint64_t TraceControl::logCalls(const std::string& object) {
+  return stateOf(object.c_str()).logCalls.load();
+}
+
+void TraceControl::resetCounters() {
+  Registry& reg = registry();
+  const std::lock_guard<std::mutex> lock(reg.mutex);
+  for (auto& entry : reg.objects) {
+    entry.second->isEnabledCalls.store(0);
+    entry.second->logCalls.store(0);
+  }
+}
+
+void TraceControl::setPrinter(std::function<void(const TraceRecord&)> printer) {
+  Registry& reg = registry();
+  const std::lock_guard<std::mutex> lock(reg.mutex);
+  reg.printer = std::move(printer);
+}
+
+}  // namespace standin
+
+QelTrace::QelTrace(const char* name, QelTraceLevel level,
+                   QelTraceHdrOption option)
+    : m_name(name), m_option(option) {
+  standin::Registry& reg = standin::registry();
+  const std::lock_guard<std::mutex> lock(reg.mutex);
+  standin::ObjectState& state = reg.state(name);
+  state.constructorMask = standin::maskUpTo(level);
+  if (!state.overridden.load()) {
+    state.enabledMask.store(state.constructorMask);
+  }
+}
+
+QelTrace::~QelTrace() = default;
+
+bool QelTrace::isEnabled(QelTraceLevel level) const {
+  // Looked up by name on every call so that control calls made before this
+  // object existed apply; the registry's entries are never removed.
+  standin::ObjectState& state = standin::stateOf(m_name);
+  state.isEnabledCalls.fetch_add(1, std::memory_order_relaxed);
+  return (state.enabledMask.load(std::memory_order_relaxed) &
+          (1U << (level & 31U))) != 0;
+}
+
+void QelTrace::logEnterMsg(QelTraceLevel level, const QelTraceHeader& header,
+                           const char* text) const {
+  standin::emit(m_name, level, true, header, text != nullptr ? text : "");
+}
+
+void QelTrace::logMsg(QelTraceLevel level, const QelTraceHeader& header,
+                      const std::string& text) const {
+  standin::emit(m_name, level, false, header, text);
+}

@@ -1,0 +1,72 @@
+// Loads libOvtTrafHandler.so as the node's platform does: `dlopen`, then the
+// library's entry points by their symbol names.
+//
+// The platform's own facilities (trace, registry, drivers, module manager,
+// HCC-D handler) must already be loaded into the process, since the module
+// resolves them at load time.
+//
+// Thread-safety: load, the lifecycle calls and unload belong to one thread;
+// the receive entries may be called from any thread.
+#ifndef SIMULATOR_MODULELOADER_H
+#define SIMULATOR_MODULELOADER_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "HccdHandlerBase.h"
+#include "ITrafHandler.h"
+
+namespace tarvik {
+class TrafHandler;
+}  // namespace tarvik
+
+namespace trafsim {
+
+class TrafHandlerModule {
+ public:
+  // Loads the library at `path`. On failure returns null and says why in
+  // `error`.
+  static std::unique_ptr<TrafHandlerModule> load(const std::string& path,
+                                                 std::string& error);
+  // Unloads the library if still loaded.
+  ~TrafHandlerModule();
+
+  TrafHandlerModule(const TrafHandlerModule&) = delete;
+  TrafHandlerModule& operator=(const TrafHandlerModule&) = delete;
+
+  // `tarvik::TrafHandler::getInstance(numberOfChannels)`, as the interface.
+  ITrafHandler& getInstance(RadioChannel numberOfChannels);
+  std::uint32_t initialize(rl::traf::HccdHandlerBase& hccdHandler);
+  void deinitialize();
+
+  // `hccDataReceivedCt1` for ct index 0, `hccDataReceivedCt2` otherwise.
+  rl::traf::HccdReceiveFunction receiveEntry(unsigned int ctIndex) const;
+
+  // `dlclose`; the handler's destructor runs here. Returns false, saying why
+  // in `error`, when the library stays loaded.
+  bool unload(std::string& error);
+  bool isLoaded() const { return m_library != nullptr; }
+
+ private:
+  using GetInstanceFn = tarvik::TrafHandler& (*)(RadioChannel);
+  // Non-virtual members: the object is the first argument.
+  using InitializeFn = std::uint32_t (*)(tarvik::TrafHandler*,
+                                         rl::traf::HccdHandlerBase&);
+  using DeinitializeFn = void (*)(tarvik::TrafHandler*);
+
+  TrafHandlerModule() = default;
+  tarvik::TrafHandler& instance();
+
+  void* m_library = nullptr;
+  GetInstanceFn m_getInstance = nullptr;
+  InitializeFn m_initialize = nullptr;
+  DeinitializeFn m_deinitialize = nullptr;
+  rl::traf::HccdReceiveFunction m_receiveCt1 = nullptr;
+  rl::traf::HccdReceiveFunction m_receiveCt2 = nullptr;
+  tarvik::TrafHandler* m_handler = nullptr;
+};
+
+}  // namespace trafsim
+
+#endif  // SIMULATOR_MODULELOADER_H

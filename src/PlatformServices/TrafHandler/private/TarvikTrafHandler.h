@@ -1,0 +1,171 @@
+// The traffic handler of the board: the single object of this library that
+// implements `ITrafHandler`.
+//
+// The platform obtains it with `getInstance`, calls `initialize` with its
+// HCC-D handler, then `registerPhases`; at shut-down it calls `deinitialize`,
+// and the object is destroyed when the library is unloaded. Per-channel data
+// lives in three-entry tables indexed by the `RadioChannel` value (entry 0 is
+// never bound).
+//
+// Thread-safety: `initialize`, `deinitialize`, `registerPhases` and the
+// destructor belong to the platform's start-up and shut-down and must not
+// overlap any other call. The phase operations run on the module manager's
+// thread; the `ITrafHandler` operations on client threads; the receive
+// dispatch on the HCC-D transport's threads. Those may overlap one another.
+#ifndef SRC_PLATFORMSERVICES_TRAFHANDLER_PRIVATE_TARVIKTRAFHANDLER_H
+#define SRC_PLATFORMSERVICES_TRAFHANDLER_PRIVATE_TARVIKTRAFHANDLER_H
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "CDriver.h"
+#include "HccdHandlerBase.h"
+#include "IFrameFormat.h"
+#include "ITrafHandler.h"
+#include "TrafHandlerExport.h"
+
+class TarvikPhaseHandler;
+
+namespace tarvik {
+
+class TrafHandler final : public ITrafHandler {
+ public:
+  // One HCC-D registration's port half.
+  struct HccdPortCallbackPair {
+    ITrafHandler::HccdPortId portId;
+    ITrafHandler::HccdPortCallback* callback;
+  };
+
+  // Number of entries of every per-channel table: channel values 0, 1, 2.
+  static constexpr std::uint32_t kChannelTableSize = 3;
+  // Number of HCC-D port ids (0 to 14).
+  static constexpr std::uint32_t kHccdPortIdCount = 15;
+
+  // The library's single traffic handler, created by the first call with
+  // `numberOfChannels` as the number of served channels; later arguments are
+  // ignored. Safe to call from several threads.
+  OVT_TRAF_API static TrafHandler& getInstance(RadioChannel numberOfChannels);
+
+  // Creates an unpublished handler; it traces and calls nothing. The library
+  // itself only ever creates the instance above.
+  explicit TrafHandler(RadioChannel numberOfChannels);
+  ~TrafHandler() override;
+
+  TrafHandler(const TrafHandler&) = delete;
+  TrafHandler& operator=(const TrafHandler&) = delete;
+
+  // Keeps `hccdHandler` (not owned; it must outlive the handler), creates the
+  // module objects, publishes "ITrafHandler" and starts the HCC-D service of
+  // every served channel. Does nothing more when already initialised.
+  // Returns 0.
+  OVT_TRAF_API std::uint32_t initialize(rl::traf::HccdHandlerBase& hccdHandler);
+
+  // Stops the HCC-D services, withdraws "ITrafHandler", destroys the module
+  // objects and forgets the per-channel driver bindings. Port registrations,
+  // frame-format objects, the XAUI driver and the HCC-D handler are kept.
+  OVT_TRAF_API void deinitialize();
+
+  // ITrafHandler
+  std::uint32_t registerPhases() override;
+  std::uint32_t hccdControllerStartStop(RadioChannel channel,
+                                        Action action) const override;
+  std::uint32_t hccdControllerSendMessage(RadioChannel channel,
+                                          HccdPortId portId,
+                                          unsigned char* data,
+                                          unsigned int length) const override;
+  std::uint32_t hccdControllerRegisterPort(RadioChannel channel,
+                                           HccdPortId portId,
+                                           HccdPortCallback* callback) override;
+  std::uint32_t mlmSetChannelStatus(RadioChannel channel,
+                                    Action action) const override;
+  std::uint32_t mlmGetAisRdi(RadioChannel channel, bool& ais, bool& rdi,
+                             bool& rdiRemote) const override;
+  std::uint32_t rliForceUnlockInsertion(RadioChannel channel,
+                                        bool forceUnlock) override;
+  std::uint32_t rliResetI2C(RadioChannel channel) override;
+  std::uint32_t getNumberOfNativeRlChannel() override;
+  std::uint32_t rlaGetRatesForTaps(RadioChannel channel, unsigned int& dspRate,
+                                   unsigned int& idleRate) override;
+  std::uint32_t dspIfGetXauiPacketSize(unsigned int& size) override;
+  std::uint32_t dspIfSetXauiPacketSize(unsigned int size) override;
+
+  // Module-initialisation phase of `channel`: binds its drivers, the common
+  // XAUI driver (once) and its frame-format object. Returns 0 or 0x8000.
+  std::uint32_t doOnModuleInit(RadioChannel channel);
+
+  // Marks `channel` as loading a frame format. Returns 0, or 0x8000 for a
+  // channel outside the tables.
+  std::uint32_t doOnPhasePreFrameformatLoad(RadioChannel channel);
+
+  // Clears the loading mark of `channel` and writes the loaded frame
+  // format's FEC type and XAUI packet size to their drivers. Returns 0 or
+  // 0x8000.
+  std::uint32_t doOnPhasePostFrameformatLoad(RadioChannel channel);
+
+  // Sets the loading mark of `channel` under the load mutex. `channel` must
+  // be below `kChannelTableSize`.
+  void indicateFrameFormatLoadInProgress(RadioChannel channel, bool inProgress);
+
+  // Hands received data for `portIndex` of `channel` to the client callback
+  // registered for it. Never throws an exception derived from
+  // `std::exception`; allocates nothing when the port is registered and the
+  // sampled data trace is not due. Lock-free.
+  void invokeHccdPortCallback(RadioChannel channel, unsigned char* data,
+                              unsigned int length,
+                              unsigned int portIndex) const;
+
+ private:
+  using DriverTable = std::array<CDriver_Interface*, kChannelTableSize>;
+  using HccdRegistration = std::pair<RadioChannel, HccdPortCallbackPair>;
+
+  static RadioChannel toRadioChannel(std::uint32_t number);
+  std::vector<RadioChannel> servedRadioChannels() const;
+  void startStopServedChannels(Action action);
+
+  RadioChannel m_numberOfChannels;
+  bool m_initialized;
+  DriverTable m_fecTypeDriver;
+  DriverTable m_dspRateDriver;
+  DriverTable m_idleTrafficRateDriver;
+  CDriver_Interface* m_xauiPacketSizeDriver;
+  std::vector<HccdRegistration> m_hccdPortCallbacks;
+  std::array<std::unique_ptr<TarvikPhaseHandler>, kChannelTableSize>
+      m_phaseHandlers;
+  std::map<RadioChannel, IFrameFormat*> m_frameFormats;
+  rl::traf::HccdHandlerBase* m_hccdHandler;
+  std::array<bool, kChannelTableSize> m_frameFormatLoadInProgress;
+  mutable std::mutex m_frameFormatLoadMutex;
+
+  // Receive dispatch reads these instead of `m_hccdPortCallbacks`: the list
+  // may reallocate while a registration appends to it on another thread.
+  // Each registration publishes its callback here (release) after appending
+  // it; entries are never cleared, like the list.
+  std::array<std::array<std::atomic<HccdPortCallback*>, kHccdPortIdCount>,
+             kChannelTableSize>
+      m_hccdDispatchTable;
+  // Serialises registrations: the duplicate check and the append are one step.
+  std::mutex m_hccdRegistrationMutex;
+};
+
+}  // namespace tarvik
+
+extern "C" {
+
+// Receive entries bound to the HCC-D port indexes of ct 1 and ct 2. They
+// hand the data to the traffic handler and always return 0; nothing is
+// thrown out of them.
+OVT_TRAF_API int hccDataReceivedCt1(void* context, unsigned char* data,
+                                    unsigned int length,
+                                    unsigned int portIndex);
+OVT_TRAF_API int hccDataReceivedCt2(void* context, unsigned char* data,
+                                    unsigned int length,
+                                    unsigned int portIndex);
+}
+
+#endif  // SRC_PLATFORMSERVICES_TRAFHANDLER_PRIVATE_TARVIKTRAFHANDLER_H

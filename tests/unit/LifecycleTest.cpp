@@ -1,0 +1,353 @@
+// Creation, initialisation, phase registration, de-initialisation and
+// destruction of the traffic handler.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "TrafHandlerFixture.h"
+
+namespace {
+
+using standin::FakeHccdHandler;
+using standin::ModuleManager;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testsupport::Line;
+using testsupport::traceLines;
+
+std::vector<unsigned> ctIndexesOf(const FakeHccdHandler& hccd,
+                                  FakeHccdHandler::Call::Kind kind) {
+  std::vector<unsigned> ctIndexes;
+  for (const auto& call : hccd.calls()) {
+    if (call.kind == kind) {
+      ctIndexes.push_back(call.ctIndex);
+    }
+  }
+  return ctIndexes;
+}
+
+std::vector<unsigned> moduleIdsOf(ModuleManager::Event::Kind kind) {
+  std::vector<unsigned> ids;
+  for (const auto& event : ModuleManager::instance().events()) {
+    if (event.kind == kind) {
+      ids.push_back(event.moduleId);
+    }
+  }
+  return ids;
+}
+
+class LifecycleTest : public testsupport::TrafHandlerFixture {};
+
+TEST_F(LifecycleTest, InitializeStartsEveryServedChannelBetweenItsTwoMessages) {
+  EXPECT_EQ(handler->initialize(hccd), 0U);
+
+  EXPECT_THAT(traceLines(),
+              ElementsAre(Line{6, "initialize", ""},
+                          Line{3, "initialize", "Initialize needed."},
+                          Line{3, "hccdControllerStartStop",
+                               "Starting HCC-D service for channel 1"},
+                          Line{3, "hccdControllerStartStop",
+                               "Starting HCC-D service for channel 2"},
+                          Line{3, "initialize", "Initialize done."}));
+  EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Start),
+              ElementsAre(0U, 1U));
+}
+
+TEST_F(LifecycleTest, InitializeCreatesOneModuleObjectPerChannel) {
+  (void)handler->initialize(hccd);
+
+  const auto events = ModuleManager::instance().events();
+  ASSERT_EQ(events.size(), 2U);
+  for (unsigned channel = 1; channel <= 2; ++channel) {
+    const auto& event = events[channel - 1];
+    EXPECT_EQ(event.kind, ModuleManager::Event::Constructed);
+    EXPECT_EQ(event.moduleId, 118000U + channel);
+    EXPECT_EQ(event.name, "TrafHandler");
+    EXPECT_EQ(event.instance, channel);
+    EXPECT_EQ(event.flags, 0U);
+    EXPECT_THAT(event.table, ElementsAre(11U, 18U, 20U));
+  }
+}
+
+TEST_F(LifecycleTest, InitializePublishesTheInterfaceOnce) {
+  (void)handler->initialize(hccd);
+
+  const auto calls = InterfaceBrokerControl::calls();
+  ASSERT_EQ(calls.size(), 1U);
+  EXPECT_TRUE(calls[0].registration);
+  EXPECT_EQ(calls[0].name, "ITrafHandler");
+  EXPECT_EQ(calls[0].itf, static_cast<IInterface*>(handler.get()));
+  // Clients find it as the interface they know.
+  EXPECT_EQ(InterfaceBroker::getInstance()->getInterface<ITrafHandler>(
+                "ITrafHandler"),
+            handler.get());
+}
+
+TEST_F(LifecycleTest, SecondInitializeOnlyTracesItsEntryAndKeepsFirstHandler) {
+  (void)handler->initialize(hccd);
+  FakeHccdHandler other;
+  forgetHistory();
+
+  EXPECT_EQ(handler->initialize(other), 0U);
+
+  EXPECT_THAT(traceLines(), ElementsAre(Line{6, "initialize", ""}));
+  EXPECT_THAT(InterfaceBrokerControl::calls(), testing::SizeIs(1));
+  (void)handler->hccdControllerStartStop(RadioChannel_1, ITrafHandler::Stop);
+  EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Stop), ElementsAre(0U));
+  EXPECT_THAT(other.calls(), IsEmpty());
+}
+
+TEST_F(LifecycleTest, DeinitializeOfFreshObjectOnlyTracesItsEntry) {
+  handler->deinitialize();
+
+  EXPECT_THAT(traceLines(), ElementsAre(Line{6, "deinitialize", ""}));
+  EXPECT_THAT(InterfaceBrokerControl::calls(), IsEmpty());
+}
+
+// Records whether "ITrafHandler" was still published when a stop came.
+class OrderCheckingHccdHandler : public FakeHccdHandler {
+ public:
+  int stopService(unsigned int ctIndex) override {
+    publishedAtStop.push_back(InterfaceBrokerControl::entry("ITrafHandler") !=
+                              nullptr);
+    return FakeHccdHandler::stopService(ctIndex);
+  }
+  std::vector<bool> publishedAtStop;
+};
+
+TEST_F(LifecycleTest, DeinitializeStopsServicesBeforeWithdrawingInterface) {
+  OrderCheckingHccdHandler ordered;
+  (void)handler->initialize(ordered);
+  forgetHistory();
+
+  handler->deinitialize();
+
+  EXPECT_THAT(ordered.publishedAtStop, ElementsAre(true, true));
+  EXPECT_THAT(ctIndexesOf(ordered, FakeHccdHandler::Call::Stop),
+              ElementsAre(0U, 1U));
+  EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
+  const auto calls = InterfaceBrokerControl::calls();
+  ASSERT_EQ(calls.size(), 2U);
+  EXPECT_FALSE(calls[1].registration);
+  EXPECT_FALSE(calls[1].removedWanted);
+  EXPECT_THAT(moduleIdsOf(ModuleManager::Event::Destroyed),
+              ElementsAre(118001U, 118002U));
+  EXPECT_THAT(traceLines(),
+              ElementsAre(Line{6, "deinitialize", ""},
+                          Line{3, "deinitialize", "Deinitialize needed."},
+                          Line{3, "hccdControllerStartStop",
+                               "Stopping HCC-D service for channel 1"},
+                          Line{3, "hccdControllerStartStop",
+                               "Stopping HCC-D service for channel 2"},
+                          Line{3, "deinitialize", "Deinitialize done!"}));
+  handler->deinitialize();  // the fixture's destructor would otherwise stop
+                            // `ordered` after it is gone
+}
+
+TEST_F(LifecycleTest, ZeroChannelsStillPublishesAndTracesBothMessages) {
+  tarvik::TrafHandler none(static_cast<RadioChannel>(0));
+
+  EXPECT_EQ(none.initialize(hccd), 0U);
+
+  EXPECT_THAT(hccd.calls(), IsEmpty());
+  EXPECT_THAT(ModuleManager::instance().events(), IsEmpty());
+  EXPECT_NE(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
+  EXPECT_THAT(traceLines(3),
+              ElementsAre(Line{3, "initialize", "Initialize needed."},
+                          Line{3, "initialize", "Initialize done."}));
+  none.deinitialize();
+}
+
+TEST_F(LifecycleTest, ChannelCountAboveTwoServesEachChannelOnce) {
+  tarvik::TrafHandler three(static_cast<RadioChannel>(3));
+
+  (void)three.initialize(hccd);
+
+  EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Start),
+              ElementsAre(0U, 1U));
+  EXPECT_THAT(moduleIdsOf(ModuleManager::Event::Constructed),
+              ElementsAre(118001U, 118002U));
+  EXPECT_THAT(testsupport::traceLines(1),
+              ElementsAre(Line{1, "initialize",
+                               "Number of channels 3 above 2, serving "
+                               "channels 1 and 2"}));
+  three.deinitialize();
+}
+
+TEST_F(LifecycleTest, RegisterPhasesRegistersModuleObjectsInChannelOrder) {
+  (void)handler->initialize(hccd);
+
+  EXPECT_EQ(handler->registerPhases(), 0U);
+
+  const auto modules = ModuleManager::instance().modules();
+  ASSERT_EQ(modules.size(), 2U);
+  EXPECT_EQ(modules[0]->moduleId(), 118001U);
+  EXPECT_EQ(modules[1]->moduleId(), 118002U);
+}
+
+TEST_F(LifecycleTest, RegisterPhasesWithZeroChannelsOnlyTracesItsEntry) {
+  tarvik::TrafHandler none(static_cast<RadioChannel>(0));
+
+  EXPECT_EQ(none.registerPhases(), 0U);
+
+  EXPECT_THAT(ModuleManager::instance().modules(), IsEmpty());
+  EXPECT_THAT(traceLines(), ElementsAre(Line{6, "registerPhases", ""}));
+}
+
+TEST_F(LifecycleTest, RegisterPhasesBeforeInitializeSkipsMissingModuleObjects) {
+  EXPECT_EQ(handler->registerPhases(), 0U);
+
+  EXPECT_THAT(ModuleManager::instance().modules(), IsEmpty());
+  EXPECT_THAT(
+      testsupport::traceLines(1),
+      ElementsAre(Line{1, "registerPhases",
+                       "No module object for channel 1, initialize first"},
+                  Line{1, "registerPhases",
+                       "No module object for channel 2, initialize first"}));
+}
+
+TEST_F(LifecycleTest, PhaseCallbacksReachTheHandlerWithTheirChannel) {
+  (void)handler->initialize(hccd);
+  (void)handler->registerPhases();
+  forgetHistory();
+  ModuleInterface* const module2 = ModuleManager::instance().find(118002);
+  ASSERT_NE(module2, nullptr);
+
+  // No driver of channel 2 exists, so module initialisation fails, and the
+  // failure status reaches the module manager unchanged.
+  EXPECT_EQ(ModuleManager::runPhase(*module2, standin::Phase::ModuleInit),
+            0x8000U);
+
+  EXPECT_THAT(standin::FakeDriverLayer::instance().requestedNames(),
+              ElementsAre("channel.2.traf.dsp.fec.type"));
+}
+
+TEST_F(LifecycleTest, ReinitializeKeepsPortsAndXauiDriverButNotChannelDrivers) {
+  addDrivers(1);
+  standin::FakeFrameFormat frameFormat(1, 1500);
+  InterfaceBroker::getInstance()->registerInterface("IFrameFormat_1",
+                                                    &frameFormat);
+  struct : ITrafHandler::HccdPortCallback {
+    void onHccdDataReceived(unsigned char*, unsigned int,
+                            const ITrafHandler::HccdPortId&) override {}
+  } callback;
+  (void)handler->initialize(hccd);
+  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_1), 0U);
+  ASSERT_EQ(handler->hccdControllerRegisterPort(
+                RadioChannel_1, ITrafHandler::HccdPortId_3, &callback),
+            0U);
+  driver("common.traf.dsp.xaui.packet.size").setValue(9000);
+
+  handler->deinitialize();
+  (void)handler->initialize(hccd);
+
+  // The earlier registration still counts as a duplicate.
+  EXPECT_EQ(handler->hccdControllerRegisterPort(
+                RadioChannel_1, ITrafHandler::HccdPortId_3, &callback),
+            1U);
+  unsigned int size = 0;
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), 0U);
+  EXPECT_EQ(size, 9000U);
+  unsigned int dspRate = 7;
+  unsigned int idleRate = 7;
+  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate), 1U);
+  // The frame-format object is kept: a load phase needs only the drivers.
+  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_1), 0U);
+  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0U);
+}
+
+TEST_F(LifecycleTest, DestroyingInitializedHandlerTearsDownFirst) {
+  (void)handler->initialize(hccd);
+  forgetHistory();
+
+  handler.reset();
+
+  EXPECT_EQ(traceLines().front(), (Line{6, "~TrafHandler", ""}));
+  EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Stop),
+              ElementsAre(0U, 1U));
+  EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
+  EXPECT_THAT(moduleIdsOf(ModuleManager::Event::Destroyed),
+              ElementsAre(118001U, 118002U));
+}
+
+struct StartStopCase {
+  std::uint32_t channel;
+  std::uint32_t action;
+  std::vector<Line> lines;
+  FakeHccdHandler::Call::Kind kind;
+  std::vector<unsigned> ctIndexes;
+};
+
+void PrintTo(const StartStopCase& c, std::ostream* out) {
+  *out << "channel" << c.channel << "_action" << c.action;
+}
+
+class StartStopTest : public testsupport::TrafHandlerFixture,
+                      public testing::WithParamInterface<StartStopCase> {};
+
+TEST_P(StartStopTest, TracesThenCallsTheHandlerForTheChannelsCt) {
+  (void)handler->initialize(hccd);
+  forgetHistory();
+  const StartStopCase& c = GetParam();
+
+  EXPECT_EQ(handler->hccdControllerStartStop(
+                static_cast<RadioChannel>(c.channel),
+                static_cast<ITrafHandler::Action>(c.action)),
+            0U);
+
+  EXPECT_EQ(traceLines(), c.lines);
+  EXPECT_EQ(ctIndexesOf(hccd, c.kind), c.ctIndexes);
+  EXPECT_EQ(hccd.calls().size(), c.ctIndexes.size());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Actions, StartStopTest,
+    testing::Values(StartStopCase{1,
+                                  0,
+                                  {{3, "hccdControllerStartStop",
+                                    "Starting HCC-D service for channel 1"}},
+                                  FakeHccdHandler::Call::Start,
+                                  {0}},
+                    StartStopCase{2,
+                                  1,
+                                  {{3, "hccdControllerStartStop",
+                                    "Stopping HCC-D service for channel 2"}},
+                                  FakeHccdHandler::Call::Stop,
+                                  {1}},
+                    // Every channel but 1 is ct 1.
+                    StartStopCase{0,
+                                  0,
+                                  {{3, "hccdControllerStartStop",
+                                    "Starting HCC-D service for channel 0"}},
+                                  FakeHccdHandler::Call::Start,
+                                  {1}},
+                    StartStopCase{
+                        4294967295U,
+                        1,
+                        {{3, "hccdControllerStartStop",
+                          "Stopping HCC-D service for channel 4294967295"}},
+                        FakeHccdHandler::Call::Stop,
+                        {1}},
+                    StartStopCase{1, 2, {}, FakeHccdHandler::Call::Start, {}}));
+
+TEST_F(LifecycleTest, StartStopWithLevel3OffMakesTheSameCalls) {
+  (void)handler->initialize(hccd);
+  forgetHistory();
+  standin::TraceControl::setThreshold(testsupport::kTraceObject, 2);
+
+  (void)handler->hccdControllerStartStop(RadioChannel_2, ITrafHandler::Start);
+
+  EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Start), ElementsAre(1U));
+  EXPECT_THAT(traceLines(), IsEmpty());
+}
+
+TEST_F(LifecycleTest, StartStopBeforeInitializeFailsWithoutCallingAnything) {
+  EXPECT_EQ(
+      handler->hccdControllerStartStop(RadioChannel_1, ITrafHandler::Start),
+      1U);
+
+  EXPECT_THAT(traceLines(),
+              ElementsAre(Line{1, "hccdControllerStartStop",
+                               "ct 1: no HCC-D handler, initialize first"}));
+}
+
+}  // namespace

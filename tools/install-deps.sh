@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Installs the Debian packages a build needs, when missing.
+# Usage: tools/install-deps.sh host|target|sanitizers|coverage
+set -euo pipefail
+
+packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev
+          libcli11-dev)
+case "${1:-host}" in
+  host) ;;
+  target) packages+=(g++-arm-linux-gnueabihf qemu-user googletest binutils-arm-linux-gnueabihf) ;;
+  sanitizers) packages+=(clang libclang-rt-14-dev) ;;
+  coverage) packages+=(gcovr) ;;
+  *) echo "usage: $0 host|target|sanitizers|coverage" >&2; exit 2 ;;
+esac
+
+missing=()
+for package in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "ok installed"; then
+    missing+=("$package")
+  fi
+done
+if [ ${#missing[@]} -eq 0 ]; then
+  exit 0
+fi
+echo "Installing: ${missing[*]}"
+sudo_cmd=()
+if [ "$(id -u)" -ne 0 ]; then
+  sudo_cmd=(sudo)
+fi
+"${sudo_cmd[@]}" apt-get update -qq
+DEBIAN_FRONTEND=noninteractive "${sudo_cmd[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"
