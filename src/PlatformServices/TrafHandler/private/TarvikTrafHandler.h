@@ -41,6 +41,8 @@ class TrafHandler final : public ITrafHandler {
     ITrafHandler::HccdPortId portId;
     ITrafHandler::HccdPortCallback* callback;
   };
+  // One HCC-D registration: the channel and its port half.
+  using HccdRegistration = std::pair<RadioChannel, HccdPortCallbackPair>;
 
   // Number of entries of every per-channel table: channel values 0, 1, 2.
   static constexpr std::uint32_t kChannelTableSize = 3;
@@ -120,9 +122,13 @@ class TrafHandler final : public ITrafHandler {
                               unsigned int length,
                               unsigned int portIndex) const;
 
+  // A copy of the HCC-D registration list, in registration order, for
+  // diagnostics. Safe to call while registrations and receptions run; takes
+  // the registration lock and allocates.
+  std::vector<HccdRegistration> hccdPortRegistrations() const;
+
  private:
   using DriverTable = std::array<CDriver_Interface*, kChannelTableSize>;
-  using HccdRegistration = std::pair<RadioChannel, HccdPortCallbackPair>;
 
   static RadioChannel toRadioChannel(std::uint32_t number);
   std::vector<RadioChannel> servedRadioChannels() const;
@@ -150,7 +156,7 @@ class TrafHandler final : public ITrafHandler {
              kChannelTableSize>
       m_hccdDispatchTable;
   // Serialises registrations: the duplicate check and the append are one step.
-  std::mutex m_hccdRegistrationMutex;
+  mutable std::mutex m_hccdRegistrationMutex;
 };
 
 }  // namespace tarvik

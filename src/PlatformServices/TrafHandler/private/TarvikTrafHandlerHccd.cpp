@@ -256,6 +256,12 @@ void TrafHandler::invokeHccdPortCallback(RadioChannel channel,
   }
 }
 
+std::vector<TrafHandler::HccdRegistration> TrafHandler::hccdPortRegistrations()
+    const {
+  const std::lock_guard<std::mutex> lock(m_hccdRegistrationMutex);
+  return m_hccdPortCallbacks;
+}
+
 }  // namespace tarvik
 
 namespace {
