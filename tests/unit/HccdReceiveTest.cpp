@@ -231,6 +231,18 @@ TEST_F(HccdEntryTest, NonStdExceptionFromCallbackStaysInTheEntry) {
                                "callback, ct 2, portIndex 1"}));
 }
 
+TEST_F(HccdEntryTest, FailingTraceFacilityDoesNotLeaveTheEntries) {
+  standin::TraceControl::setPrinter(
+      [](const standin::TraceRecord&) { throw 7; });
+  unsigned char data[] = {1};
+
+  // Both failure traces of the entry throw.
+  EXPECT_EQ(hccDataReceivedCt1(nullptr, data, 1, 5), 0);
+  EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 1, 15), 0);
+
+  standin::TraceControl::setPrinter(nullptr);
+}
+
 TEST_F(HccdEntryTest, DataTraceComesWithEvery202ndMessageAcrossBothEntries) {
   (void)registerPort<RecordingHccdCallback>(RadioChannel_1, 2);
   (void)registerPort<RecordingHccdCallback>(RadioChannel_2, 2);

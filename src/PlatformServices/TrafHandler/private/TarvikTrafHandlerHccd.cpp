@@ -266,15 +266,12 @@ std::vector<TrafHandler::HccdRegistration> TrafHandler::hccdPortRegistrations()
 
 namespace {
 
-// Both entries reach the one traffic handler; a C transport cannot take a
-// C++ exception, so nothing leaves them.
-int dispatchReceived(RadioChannel channel, unsigned char* data,
-                     unsigned int length, unsigned int portIndex,
-                     const char* entryName) {
+// Reports an exception that is not a `std::exception`. Should the trace
+// facility itself fail here, there is nowhere left to report it: it ends
+// here too, as the transport cannot take it.
+void traceUnknownException(RadioChannel channel, unsigned int portIndex,
+                           const char* entryName) {
   try {
-    tarvik::TrafHandler::getInstance(RadioChannel_1)
-        .invokeHccdPortCallback(channel, data, length, portIndex);
-  } catch (...) {
     if (tarvik::trafTrace.isEnabled(QEL_TRACE_LEVEL_1)) {
       // The header names the entry the transport called.
       const QelTraceHeader header{tarvik::kTraceSourcePath, __LINE__,
@@ -285,6 +282,20 @@ int dispatchReceived(RadioChannel channel, unsigned char* data,
            << static_cast<unsigned>(channel) << ", portIndex " << portIndex;
       tarvik::trafTrace.logMsg(QEL_TRACE_LEVEL_1, header, text.str());
     }
+  } catch (...) {  // NOLINT(bugprone-empty-catch)
+  }
+}
+
+// Both entries reach the one traffic handler; a C transport cannot take a
+// C++ exception, so nothing leaves them.
+int dispatchReceived(RadioChannel channel, unsigned char* data,
+                     unsigned int length, unsigned int portIndex,
+                     const char* entryName) {
+  try {
+    tarvik::TrafHandler::getInstance(RadioChannel_1)
+        .invokeHccdPortCallback(channel, data, length, portIndex);
+  } catch (...) {
+    traceUnknownException(channel, portIndex, entryName);
   }
   return 0;
 }
