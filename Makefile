@@ -1,5 +1,5 @@
 # Entry points; the README starts with `make run` and `make test`.
-.PHONY: all deps build run test clean
+.PHONY: all deps build run test bench clean
 
 all: build
 
@@ -16,6 +16,10 @@ run: build
 
 test: build
 	ctest --preset host
+
+# Benchmarks of the HCC-D paths, with their ratios; not part of `make test`.
+bench: build
+	./build/host/bench/trafhandler_benchmarks
 
 clean:
 	rm -rf build
