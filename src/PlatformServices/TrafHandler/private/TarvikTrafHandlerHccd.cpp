@@ -79,6 +79,41 @@ std::ostream& operator<<(std::ostream& out, const FirstByte& byte) {
   return out << static_cast<unsigned>(byte.data[0]);
 }
 
+// The failure paths of receive dispatch are kept out of line, so that
+// composing their texts costs the per-message path nothing, neither
+// instructions nor stack.
+
+[[gnu::cold, gnu::noinline]] void traceReceivedData(RadioChannel channel,
+                                                    const unsigned char* data,
+                                                    unsigned int length) {
+  TRAF_TRACE_MSG(QEL_TRACE_LEVEL_5, "invokeHccdPortCallback",
+                 "ct " << static_cast<unsigned>(channel)
+                       << ": Data: " << FirstByte{data, length});
+}
+
+[[noreturn, gnu::cold, gnu::noinline]] void throwInvalidPortIndex(
+    unsigned int portIndex) {
+  std::ostringstream error;
+  error << "Invalid HccdPortIndex to HccdPortId conversion: " << portIndex;
+  throw std::invalid_argument(error.str());
+}
+
+[[noreturn, gnu::cold, gnu::noinline]] void throwPortNotFound(
+    RadioChannel channel, const unsigned char* data, unsigned int length,
+    unsigned int portIndex, std::uint32_t portId) {
+  std::ostringstream error;
+  error << "Port id " << portId << " not found, portIndex: " << portIndex
+        << ", for ct " << static_cast<unsigned>(channel)
+        << ": Data: " << FirstByte{data, length};
+  throw std::invalid_argument(error.str());
+}
+
+[[gnu::cold, gnu::noinline]] void traceReceiveException(
+    const std::exception& error) {
+  TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "invokeHccdPortCallback",
+                 "Exception: " << error.what());
+}
+
 }  // namespace
 
 std::uint32_t TrafHandler::hccdControllerStartStop(RadioChannel channel,
@@ -225,34 +260,24 @@ void TrafHandler::invokeHccdPortCallback(RadioChannel channel,
     receivedDataTraceCounter.store(count + 1, std::memory_order_relaxed);
   } else {
     receivedDataTraceCounter.store(0, std::memory_order_relaxed);
-    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_5, "invokeHccdPortCallback",
-                   "ct " << static_cast<unsigned>(channel)
-                         << ": Data: " << FirstByte{data, length});
+    traceReceivedData(channel, data, length);
   }
   try {
     const std::uint32_t portId = toHccdPortId(portIndex);
     if (portId == kInvalidHccdPortId) {
-      std::ostringstream error;
-      error << "Invalid HccdPortIndex to HccdPortId conversion: " << portIndex;
-      throw std::invalid_argument(error.str());
+      throwInvalidPortIndex(portIndex);
     }
     HccdPortCallback* const callback =
         isTableChannel(channel) ? m_hccdDispatchTable[channel][portId].load(
                                       std::memory_order_acquire)
                                 : nullptr;
-    if (callback != nullptr) {
-      const HccdPortId clientPortId = static_cast<HccdPortId>(portId);
-      callback->onHccdDataReceived(data, length, clientPortId);
-      return;
+    if (callback == nullptr) {
+      throwPortNotFound(channel, data, length, portIndex, portId);
     }
-    std::ostringstream error;
-    error << "Port id " << portId << " not found, portIndex: " << portIndex
-          << ", for ct " << static_cast<unsigned>(channel)
-          << ": Data: " << FirstByte{data, length};
-    throw std::invalid_argument(error.str());
+    const HccdPortId clientPortId = static_cast<HccdPortId>(portId);
+    callback->onHccdDataReceived(data, length, clientPortId);
   } catch (const std::exception& error) {
-    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "invokeHccdPortCallback",
-                   "Exception: " << error.what());
+    traceReceiveException(error);
   }
 }
 
