@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "FakeHccdHandler.h"
+#include "HccdTestSupport.h"
 #include "TarvikTrafHandler.h"
 #include "TraceControl.h"
 
@@ -21,8 +22,10 @@ constexpr std::uint32_t kSent = 4000;
 constexpr std::uint32_t kMaxLoadPhases = 4000;
 // Port indexes the transport delivers on: 0 to 14, and 15 which has no port.
 constexpr std::uint32_t kPortIndexes = 16;
-constexpr std::uint32_t kPortIndexOfId[15] = {0, 1,  2,  3,  6,  7,  15, 8,
-                                              9, 10, 11, 12, 13, 14, 4};
+
+std::uint32_t portIndexOf(std::uint32_t portId) {
+  return testsupport::portIdToIndexTable()[portId].to;
+}
 
 enum Source : std::uint8_t { Transport = 0, Sender = 1 };
 
@@ -74,7 +77,7 @@ class CheckingCallback : public ITrafHandler::HccdPortCallback {
     }
     std::memcpy(&message, data, sizeof message);
     if (portId != m_portId || message.channel != m_channel ||
-        message.portIndex != kPortIndexOfId[m_portId]) {
+        message.portIndex != portIndexOf(m_portId)) {
       m_run.misrouted.fetch_add(1);
       return;
     }
@@ -143,7 +146,7 @@ TEST(HccdStressTest, EveryMessageForARegisteredPortArrivesExactlyOnce) {
           refused.push_back(portId);
           continue;
         }
-        run.registered[channel][kPortIndexOfId[portId]].store(
+        run.registered[channel][portIndexOf(portId)].store(
             true, std::memory_order_release);
       }
     }
@@ -167,7 +170,7 @@ TEST(HccdStressTest, EveryMessageForARegisteredPortArrivesExactlyOnce) {
       const std::uint32_t channel = 1 + n % 2;
       const std::uint32_t portId = n / 2 % 15 == 6 ? 7 : n / 2 % 15;
       Message message{n, Sender, static_cast<std::uint8_t>(channel),
-                      static_cast<std::uint8_t>(kPortIndexOfId[portId])};
+                      static_cast<std::uint8_t>(portIndexOf(portId))};
       EXPECT_EQ(handler.hccdControllerSendMessage(
                     static_cast<RadioChannel>(channel),
                     static_cast<ITrafHandler::HccdPortId>(portId),

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "RecordingHccdCallback.h"
+#include "HccdTestSupport.h"
 #include "TrafHandlerFixture.h"
 
 namespace {
@@ -14,16 +14,13 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testsupport::kNoPort;
 using testsupport::Line;
+using testsupport::portId;
 using testsupport::PortRow;
 using testsupport::traceLines;
 
 using Call = FakeHccdHandler::Call;
 constexpr const char kRegister[] = "hccdControllerRegisterPort";
 constexpr const char kSend[] = "hccdControllerSendMessage";
-
-ITrafHandler::HccdPortId portId(std::uint32_t id) {
-  return static_cast<ITrafHandler::HccdPortId>(id);
-}
 
 RadioChannel channelOf(std::uint32_t value) {
   return static_cast<RadioChannel>(value);

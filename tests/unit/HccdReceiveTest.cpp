@@ -8,7 +8,7 @@
 #include <string>
 
 #include "AllocationCounter.h"
-#include "RecordingHccdCallback.h"
+#include "HccdTestSupport.h"
 #include "TrafHandlerFixture.h"
 
 namespace {
@@ -17,6 +17,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testsupport::kNoPort;
 using testsupport::Line;
+using testsupport::portId;
 using testsupport::PortRow;
 using testsupport::RecordingHccdCallback;
 using testsupport::traceLines;
@@ -25,10 +26,6 @@ using Call = RecordingHccdCallback::Call;
 constexpr const char kInvoke[] = "invokeHccdPortCallback";
 // Messages from one sampled data trace to the next.
 constexpr int kTraceInterval = 202;
-
-ITrafHandler::HccdPortId portId(std::uint32_t id) {
-  return static_cast<ITrafHandler::HccdPortId>(id);
-}
 
 Line failure(const std::string& text) {
   return Line{1, kInvoke, "Exception: " + text};
@@ -109,6 +106,17 @@ TEST_F(HccdReceiveTest, PortOfTheOtherChannelIsNotFound) {
   EXPECT_THAT(traceLines(1),
               ElementsAre(failure("Port id 14 not found, portIndex: 4, for ct "
                                   "1: Data: 255")));
+}
+
+TEST_F(HccdReceiveTest, ReceiveBeforeInitializeIsDroppedAsNotFound) {
+  tarvik::TrafHandler fresh(RadioChannel_2);
+  unsigned char data[] = {3};
+
+  fresh.invokeHccdPortCallback(RadioChannel_1, data, 1, 0);
+
+  EXPECT_THAT(traceLines(1),
+              ElementsAre(failure("Port id 0 not found, portIndex: 0, for ct "
+                                  "1: Data: 3")));
 }
 
 TEST_F(HccdReceiveTest, EmptyMessageShowsNoneForItsFirstByte) {

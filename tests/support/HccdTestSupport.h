@@ -1,7 +1,7 @@
-// An HCC-D port callback that records what it receives, and the port tables
-// the tests check the handler against, written out as clients know them.
-#ifndef TESTS_SUPPORT_RECORDINGHCCDCALLBACK_H
-#define TESTS_SUPPORT_RECORDINGHCCDCALLBACK_H
+// HCC-D test helpers: the port tables written out as clients know them, and
+// a port callback that records what it receives.
+#ifndef TESTS_SUPPORT_HCCDTESTSUPPORT_H
+#define TESTS_SUPPORT_HCCDTESTSUPPORT_H
 
 #include <cstdint>
 #include <functional>
@@ -20,6 +20,11 @@ struct PortRow {
   std::uint32_t from;
   std::uint32_t to;
 };
+
+// A port id of any value, valid or not.
+inline ITrafHandler::HccdPortId portId(std::uint32_t id) {
+  return static_cast<ITrafHandler::HccdPortId>(id);
+}
 
 inline void PrintTo(const PortRow& row, std::ostream* out) {
   *out << row.from << "_to_" << row.to;
@@ -76,4 +81,4 @@ inline std::ostream& operator<<(std::ostream& out,
 
 }  // namespace testsupport
 
-#endif  // TESTS_SUPPORT_RECORDINGHCCDCALLBACK_H
+#endif  // TESTS_SUPPORT_HCCDTESTSUPPORT_H
