@@ -1,5 +1,5 @@
 # Entry points; the README starts with `make run` and `make test`.
-.PHONY: all deps build run test clean
+.PHONY: all deps build run test clean target-deps target-build target-test
 
 all: build
 
@@ -16,6 +16,17 @@ run: build
 
 test: build
 	ctest --preset host
+
+# The board build (32-bit ARM hard-float), its tests run under qemu-arm.
+target-deps:
+	@./tools/install-deps.sh target
+
+target-build: target-deps
+	cmake --preset target-arm
+	cmake --build --preset target-arm
+
+target-test: target-build
+	ctest --preset target-arm
 
 clean:
 	rm -rf build
