@@ -1,5 +1,5 @@
 # Entry points; the README starts with `make run` and `make test`.
-.PHONY: all deps build run test bench clean
+.PHONY: all deps build run test bench clean target-deps target-build target-test
 
 all: build
 
@@ -20,6 +20,17 @@ test: build
 # Benchmarks of the HCC-D paths, with their ratios; not part of `make test`.
 bench: build
 	./build/host/bench/trafhandler_benchmarks
+
+# The board build (32-bit ARM hard-float), its tests run under qemu-arm.
+target-deps:
+	@./tools/install-deps.sh target
+
+target-build: target-deps
+	cmake --preset target-arm
+	cmake --build --preset target-arm
+
+target-test: target-build
+	ctest --preset target-arm
 
 clean:
 	rm -rf build
