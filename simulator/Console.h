@@ -22,8 +22,6 @@ class Console {
   Console(std::ostream& out, std::ostream& err, bool quiet)
       : m_out(out), m_err(err), m_quiet(quiet) {}
 
-  bool quiet() const { return m_quiet; }
-
   // "builtin.sim:12 | <source>"
   void step(const std::string& where, const std::string& source);
   // An indented line under the current step.
