@@ -133,8 +133,7 @@ bool ScenarioRunner::check(const Step& step, std::string& error) {
       return false;
     }
     case Command::ExpectService: {
-      const bool running = m_platform.hccdState().isServiceRunning(
-          static_cast<unsigned int>(step.numbers[0]));
+      const bool running = m_platform.hccdState().isServiceRunning(step.u32(0));
       if (running == (step.words[0] == "running")) {
         return true;
       }
@@ -152,9 +151,7 @@ bool ScenarioRunner::check(const Step& step, std::string& error) {
     case Command::ExpectTraffic:
       return same(step.words[0] + ' ', step.numbers[2],
                   static_cast<std::int64_t>(m_summary.counted(
-                      trafficOf(step.words[0]),
-                      static_cast<std::uint32_t>(step.numbers[0]),
-                      static_cast<std::uint32_t>(step.numbers[1]))),
+                      trafficOf(step.words[0]), step.u32(0), step.u32(1))),
                   error);
     default:
       error = "not an expectation";
@@ -188,9 +185,8 @@ bool ScenarioRunner::checkTrace(const Step& step, std::string& error) {
 }
 
 bool ScenarioRunner::checkGot(const Step& step, std::string& error) {
-  const Clients::Received received = m_clients.received(
-      step.words[0], static_cast<std::uint32_t>(step.numbers[0]),
-      static_cast<std::uint32_t>(step.numbers[1]));
+  const Clients::Received received =
+      m_clients.received(step.words[0], step.u32(0), step.u32(1));
   const std::string callback = "client " + step.words[0] + " on channel " +
                                std::to_string(step.numbers[0]) + " port " +
                                std::to_string(step.numbers[1]) + ": ";
@@ -232,8 +228,8 @@ bool ScenarioRunner::checkDriver(const Step& step, std::string& error) {
 }
 
 bool ScenarioRunner::checkBinding(const Step& step, std::string& error) {
-  const auto ctIndex = static_cast<unsigned int>(step.numbers[0]);
-  const auto portIndex = static_cast<unsigned int>(step.numbers[1]);
+  const auto ctIndex = step.u32(0);
+  const auto portIndex = step.u32(1);
   rl::traf::HccdReceiveFunction bound = nullptr;
   for (const auto& call : m_platform.hccdState().calls()) {
     if (call.kind == standin::FakeHccdHandler::Call::Register &&

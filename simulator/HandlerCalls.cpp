@@ -74,7 +74,7 @@ ScenarioRunner::Outcome ScenarioRunner::call(const Step& step,
           channelOf(step), static_cast<ITrafHandler::Action>(step.numbers[1]));
       break;
     case Command::RegisterPort: {
-      const auto portId = static_cast<std::uint32_t>(step.numbers[1]);
+      const auto portId = step.u32(1);
       ITrafHandler::HccdPortCallback* const callback =
           step.words[0] == "null"
               ? nullptr
@@ -130,8 +130,7 @@ ScenarioRunner::Outcome ScenarioRunner::call(const Step& step,
       break;
     }
     case Command::SetXauiPacketSize:
-      outcome.value = handler.dspIfSetXauiPacketSize(
-          static_cast<unsigned int>(step.numbers[0]));
+      outcome.value = handler.dspIfSetXauiPacketSize(step.u32(0));
       break;
     default:
       // Only the operations above reach here; sending has its own path.
@@ -142,8 +141,8 @@ ScenarioRunner::Outcome ScenarioRunner::call(const Step& step,
 
 bool ScenarioRunner::send(const Step& step, ITrafHandler& handler,
                           std::string& error) {
-  const auto channel = static_cast<std::uint32_t>(step.numbers[0]);
-  const auto portId = static_cast<std::uint32_t>(step.numbers[1]);
+  const auto channel = step.u32(0);
+  const auto portId = step.u32(1);
   const std::string& client = step.words[0];
   const std::string text =
       "hccdControllerSendMessage(" + std::to_string(channel) + ", " +

@@ -282,6 +282,16 @@ bool parseNumber(const std::string& text, std::int64_t low, std::int64_t high,
   return true;
 }
 
+bool parseBool(const std::string& text, std::int64_t& value,
+               std::string& error) {
+  if (text != "true" && text != "false") {
+    error = '"' + text + "\" is neither true nor false";
+    return false;
+  }
+  value = text == "true" ? 1 : 0;
+  return true;
+}
+
 constexpr std::int64_t kU32Max = 0xFFFFFFFF;
 constexpr std::int64_t kI32Min = -2147483648LL;
 constexpr std::int64_t kI32Max = 2147483647LL;
@@ -344,11 +354,10 @@ bool LineParser::argument(const std::string& item, std::size_t i,
     return true;
   }
   if (item == "<bool>") {
-    if (text != "true" && text != "false") {
-      error = '"' + text + "\" is neither true nor false";
+    if (!parseBool(text, number, error)) {
       return false;
     }
-    m_step.numbers.push_back(text == "true" ? 1 : 0);
+    m_step.numbers.push_back(number);
     return true;
   }
   std::int64_t low = 0;
@@ -451,11 +460,9 @@ bool LineParser::result(const Pattern& pattern,
   }
   ResultExpectation expected;
   if (pattern.result == ResultKind::Bool) {
-    if (tokens[0].text != "true" && tokens[0].text != "false") {
-      error = '"' + tokens[0].text + "\" is neither true nor false";
+    if (!parseBool(tokens[0].text, expected.value, error)) {
       return false;
     }
-    expected.value = tokens[0].text == "true" ? 1 : 0;
   } else if (!parseNumber(tokens[0].text, 0, kU32Max, expected.value, error)) {
     return false;
   }
@@ -476,11 +483,9 @@ bool LineParser::result(const Pattern& pattern,
     const std::string& text = tokens[i + 1].text;
     std::int64_t value = kUnset;
     if (isFlagOutput(name)) {
-      if (text != "true" && text != "false") {
-        error = '"' + text + "\" is neither true nor false";
+      if (!parseBool(text, value, error)) {
         return false;
       }
-      value = text == "true" ? 1 : 0;
     } else if (text != "unset" &&
                !parseNumber(text, 0, kU32Max, value, error)) {
       return false;

@@ -32,6 +32,17 @@ Clients::Behaviour behaviour(const std::string& word) {
                                   : Clients::Behaviour::Normal;
 }
 
+// A call of the platform into the handler and its result, shown in the
+// sequence.
+template <class Call>
+std::int64_t platformCall(Sequence& sequence, const std::string& text,
+                          Call call) {
+  sequence.call(Party::Platform, Party::TrafHandler, text);
+  const std::int64_t result = call();
+  sequence.reply(Party::TrafHandler, Party::Platform, std::to_string(result));
+  return result;
+}
+
 }  // namespace
 
 ScenarioRunner::ScenarioRunner(std::string libraryPath, const Parts& parts)
@@ -122,7 +133,7 @@ bool ScenarioRunner::perform(const Step& step, std::string& error) {
     case Command::Unload:
       return unload(error);
     case Command::GetInstance:
-      return getInstance(static_cast<std::uint32_t>(step.numbers[0]), error);
+      return getInstance(step.u32(0), error);
     case Command::Initialize:
       return initialize(step, error);
     case Command::Deinitialize:
@@ -130,8 +141,7 @@ bool ScenarioRunner::perform(const Step& step, std::string& error) {
     case Command::RegisterPhases:
       return registerPhases(step, error);
     case Command::Startup:
-      return load(error) &&
-             getInstance(static_cast<std::uint32_t>(step.numbers[0]), error) &&
+      return load(error) && getInstance(step.u32(0), error) &&
              initialize(step, error) && registerPhases(step, error);
     case Command::Shutdown:
       return deinitialize(error) && unload(error);
@@ -139,36 +149,18 @@ bool ScenarioRunner::perform(const Step& step, std::string& error) {
     case Command::PhaseOne:
       return runPhase(step, error);
     case Command::DriverValue:
-      m_platform.driver(step.words[0])
-          .setValue(static_cast<std::uint32_t>(step.numbers[0]));
-      return true;
     case Command::DriverGetStatus:
-      m_platform.setGetInterfaceStatus(
-          step.words[0], static_cast<std::int32_t>(step.numbers[0]));
-      return true;
     case Command::DriverWriteStatus:
-      m_platform.driver(step.words[0])
-          .setWriteStatus(static_cast<std::int32_t>(step.numbers[0]));
-      return true;
     case Command::DriverReadStatus:
-      m_platform.driver(step.words[0])
-          .setReadStatus(static_cast<std::int32_t>(step.numbers[0]));
-      return true;
     case Command::DriverReadStores:
-      m_platform.driver(step.words[0])
-          .setReadStores(step.words[1] != "never", step.words[1] == "always");
-      return true;
     case Command::DriverMissingOperation:
-      m_platform.removeOperation(step.words[0], step.words[1] == "no-write");
+      setUpDriver(step);
       return true;
     case Command::Registry:
       m_platform.setRegistryEntry(step.words[0], registryEntry(step.words[1]));
       return true;
     case Command::FrameFormat:
-      if (!m_platform.loadFrameFormat(
-              static_cast<std::uint32_t>(step.numbers[0]),
-              static_cast<std::int32_t>(step.numbers[1]),
-              static_cast<std::uint32_t>(step.numbers[2]))) {
+      if (!m_platform.loadFrameFormat(step.u32(0), step.i32(1), step.u32(2))) {
         error = "IFrameFormat_" + std::to_string(step.numbers[0]) +
                 " is no frame format of the platform";
         return false;
@@ -178,8 +170,7 @@ bool ScenarioRunner::perform(const Step& step, std::string& error) {
       m_platform.setHccdStatus(static_cast<int>(step.numbers[0]));
       return true;
     case Command::TraceThreshold:
-      standin::TraceControl::setThreshold(
-          "OVT.TRAF", static_cast<std::uint32_t>(step.numbers[0]));
+      standin::TraceControl::setThreshold("OVT.TRAF", step.u32(0));
       return true;
     case Command::TraceLevel:
       standin::TraceControl::setLevelEnabled(
@@ -221,6 +212,34 @@ bool ScenarioRunner::perform(const Step& step, std::string& error) {
   }
   error = "unknown step";
   return false;
+}
+
+void ScenarioRunner::setUpDriver(const Step& step) {
+  const std::string& name = step.words[0];
+  standin::FakeDriver& driver = m_platform.driver(name);
+  switch (step.command) {
+    case Command::DriverValue:
+      driver.setValue(step.u32(0));
+      break;
+    case Command::DriverGetStatus:
+      m_platform.setGetInterfaceStatus(name, step.i32(0));
+      break;
+    case Command::DriverWriteStatus:
+      driver.setWriteStatus(step.i32(0));
+      break;
+    case Command::DriverReadStatus:
+      driver.setReadStatus(step.i32(0));
+      break;
+    case Command::DriverReadStores:
+      driver.setReadStores(step.words[1] != "never", step.words[1] == "always");
+      break;
+    case Command::DriverMissingOperation:
+      m_platform.removeOperation(name, step.words[1] == "no-write");
+      break;
+    default:
+      // Only the driver steps come here.
+      break;
+  }
 }
 
 bool ScenarioRunner::load(std::string& error) {
@@ -275,12 +294,10 @@ bool ScenarioRunner::initialize(const Step& step, std::string& error) {
   if (!needModule(error) || !needHandler(error)) {
     return false;
   }
-  m_sequence.call(Party::Platform, Party::TrafHandler,
-                  "initialize(HCC-D handler)");
   Outcome outcome;
-  outcome.value = m_module->initialize(m_platform.hccdHandler());
-  m_sequence.reply(Party::TrafHandler, Party::Platform,
-                   std::to_string(outcome.value));
+  outcome.value = platformCall(m_sequence, "initialize(HCC-D handler)", [this] {
+    return m_module->initialize(m_platform.hccdHandler());
+  });
   return step.command == Command::Startup ||
          expectOutcome(step, outcome, error);
 }
@@ -298,11 +315,9 @@ bool ScenarioRunner::registerPhases(const Step& step, std::string& error) {
   if (!needHandler(error)) {
     return false;
   }
-  m_sequence.call(Party::Platform, Party::TrafHandler, "registerPhases()");
   Outcome outcome;
-  outcome.value = m_handler->registerPhases();
-  m_sequence.reply(Party::TrafHandler, Party::Platform,
-                   std::to_string(outcome.value));
+  outcome.value = platformCall(m_sequence, "registerPhases()",
+                               [this] { return m_handler->registerPhases(); });
   return step.command == Command::Startup ||
          expectOutcome(step, outcome, error);
 }
@@ -313,8 +328,7 @@ bool ScenarioRunner::runPhase(const Step& step, std::string& error) {
   standin::ModuleManager& manager = standin::ModuleManager::instance();
   std::vector<ModuleInterface*> modules = manager.modules();
   if (step.command == Command::PhaseOne) {
-    const auto moduleId =
-        kModuleIdBase + static_cast<unsigned int>(step.numbers[0]);
+    const auto moduleId = kModuleIdBase + step.u32(0);
     ModuleInterface* const module = manager.find(moduleId);
     if (module == nullptr) {
       error = "no module object " + std::to_string(moduleId) +
@@ -330,12 +344,12 @@ bool ScenarioRunner::runPhase(const Step& step, std::string& error) {
   bool ok = true;
   for (ModuleInterface* const module : modules) {
     const std::string moduleId = std::to_string(module->moduleId());
-    m_sequence.call(Party::Platform, Party::TrafHandler,
-                    "on" + step.words[0] + "() of module " + moduleId);
     Outcome outcome;
-    outcome.value = standin::ModuleManager::runPhase(*module, phase);
-    m_sequence.reply(Party::TrafHandler, Party::Platform,
-                     std::to_string(outcome.value));
+    outcome.value = platformCall(
+        m_sequence, "on" + step.words[0] + "() of module " + moduleId,
+        [module, phase] {
+          return standin::ModuleManager::runPhase(*module, phase);
+        });
     m_summary.phaseRun(step.words[0], module->moduleId(),
                        static_cast<unsigned int>(outcome.value));
     std::string why;
@@ -352,9 +366,7 @@ bool ScenarioRunner::runPhase(const Step& step, std::string& error) {
 
 bool ScenarioRunner::receive(const Step& step, std::string& error) {
   for (std::uint32_t i = 0; i < step.times; ++i) {
-    if (!m_platform.receive(static_cast<unsigned int>(step.numbers[0]),
-                            static_cast<unsigned int>(step.numbers[1]),
-                            step.bytes)) {
+    if (!m_platform.receive(step.u32(0), step.u32(1), step.bytes)) {
       error = "no module loaded to receive the data";
       return false;
     }

@@ -72,6 +72,7 @@ class ScenarioRunner {
   bool registerPhases(const Step& step, std::string& error);
   bool runPhase(const Step& step, std::string& error);
   bool receive(const Step& step, std::string& error);
+  void setUpDriver(const Step& step);
 
   // ITrafHandler operations (HandlerCalls.cpp).
   bool callHandler(const Step& step, std::string& error);

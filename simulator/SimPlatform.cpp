@@ -108,11 +108,7 @@ SimPlatform::SimPlatform(Sequence& sequence)
   setRegistryEntry("IFrameFormat_2", RegistryEntry::FrameFormat);
   m_hccd->setSendHook([this](unsigned int ctIndex, unsigned int portIndex,
                              const unsigned char* data, unsigned int length) {
-    rl::traf::HccdReceiveFunction entry = nullptr;
-    {
-      const std::lock_guard<std::mutex> lock(m_entriesMutex);
-      entry = m_entries[ctIndex == 0 ? 0 : 1];
-    }
+    const rl::traf::HccdReceiveFunction entry = entryFor(ctIndex);
     if (entry != nullptr) {
       m_transport->post(entry, ctIndex, portIndex, data, length);
     }
@@ -142,6 +138,12 @@ void SimPlatform::setReceiveEntries(rl::traf::HccdReceiveFunction ct1,
   m_entries[1] = ct2;
 }
 
+rl::traf::HccdReceiveFunction SimPlatform::entryFor(
+    unsigned int ctIndex) const {
+  const std::lock_guard<std::mutex> lock(m_entriesMutex);
+  return m_entries[ctIndex == 0 ? 0 : 1];
+}
+
 std::string SimPlatform::entryName(rl::traf::HccdReceiveFunction entry) const {
   const std::lock_guard<std::mutex> lock(m_entriesMutex);
   if (entry == nullptr) {
@@ -158,11 +160,7 @@ std::string SimPlatform::entryName(rl::traf::HccdReceiveFunction entry) const {
 
 bool SimPlatform::receive(unsigned int ctIndex, unsigned int portIndex,
                           const std::vector<unsigned char>& data) {
-  rl::traf::HccdReceiveFunction entry = nullptr;
-  {
-    const std::lock_guard<std::mutex> lock(m_entriesMutex);
-    entry = m_entries[ctIndex == 0 ? 0 : 1];
-  }
+  const rl::traf::HccdReceiveFunction entry = entryFor(ctIndex);
   if (entry == nullptr) {
     return false;
   }

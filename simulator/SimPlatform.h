@@ -86,6 +86,7 @@ class SimPlatform {
   class ObservedHccdHandler;
   struct ObservedDriver;
 
+  rl::traf::HccdReceiveFunction entryFor(unsigned int ctIndex) const;
   std::vector<SequenceEvent> newPlatformEvents();
   void deliver(LoopbackTransport::Message& message);
 
