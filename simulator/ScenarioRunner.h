@@ -4,7 +4,8 @@
 //
 // Every expectation is checked when its line is reached, after the transport
 // has delivered every message queued so far; trace expectations look at the
-// lines emitted since the start of the last step that is no expectation.
+// lines emitted since the start of the last step that is no expectation,
+// including those the transport's thread emitted meanwhile.
 // Met and failed expectations go to the summary, failures also to the
 // console as they happen. A step that cannot run (e.g. an operation before
 // `getInstance`) counts as a failed expectation. At the end the module is
