@@ -1,0 +1,76 @@
+// The client modules of a scenario: each registers callbacks for HCC-D
+// ports and records what they receive.
+//
+// A client gets one callback object per channel and port it registers; the
+// object counts its calls, keeps the last message and how it was called,
+// shows each call on the console, and behaves as its client is told: it returns
+// normally, throws a `std::runtime_error`, or throws something that is no
+// `std::exception`.
+//
+// Thread-safety: callbacks run on the transport's thread; every member may
+// be called from any thread. Callback objects live as long as `Clients`.
+#ifndef SIMULATOR_CLIENTS_H
+#define SIMULATOR_CLIENTS_H
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "Console.h"
+#include "ITrafHandler.h"
+#include "Sequence.h"
+#include "Summary.h"
+
+namespace trafsim {
+
+class Clients {
+ public:
+  enum class Behaviour { Normal, Throws, ThrowsUnknown };
+
+  // What one callback has got so far.
+  struct Received {
+    std::uint64_t calls = 0;
+    std::vector<unsigned char> last;
+    // Calls whose port id was not the one the callback was registered for.
+    std::uint64_t wrongPortIds = 0;
+    std::uint32_t lastPortId = 0;
+  };
+
+  Clients(Sequence& sequence, Summary& summary, Console& console);
+  ~Clients();
+
+  Clients(const Clients&) = delete;
+  Clients& operator=(const Clients&) = delete;
+
+  void setBehaviour(const std::string& client, Behaviour behaviour);
+
+  // The callback `client` registers for `portId` of `channel`, made on
+  // first use.
+  ITrafHandler::HccdPortCallback& callback(const std::string& client,
+                                           std::uint32_t channel,
+                                           std::uint32_t portId);
+  // What that callback got; all zero when it was never made.
+  Received received(const std::string& client, std::uint32_t channel,
+                    std::uint32_t portId) const;
+
+ private:
+  class PortCallback;
+  using Key = std::tuple<std::string, std::uint32_t, std::uint32_t>;
+
+  Behaviour behaviour(const std::string& client) const;
+
+  Sequence& m_sequence;
+  Summary& m_summary;
+  Console& m_console;
+  mutable std::mutex m_mutex;
+  std::map<std::string, Behaviour> m_behaviours;
+  std::map<Key, std::unique_ptr<PortCallback>> m_callbacks;
+};
+
+}  // namespace trafsim
+
+#endif  // SIMULATOR_CLIENTS_H

@@ -1,0 +1,68 @@
+#include "LoopbackTransport.h"
+
+#include <utility>
+
+namespace trafsim {
+
+LoopbackTransport::LoopbackTransport(Deliver deliver)
+    : m_deliver(std::move(deliver)), m_thread([this] { run(); }) {}
+
+LoopbackTransport::~LoopbackTransport() {
+  {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_stopping = true;
+  }
+  m_queued.notify_one();
+  m_thread.join();
+}
+
+void LoopbackTransport::post(rl::traf::HccdReceiveFunction entry,
+                             unsigned int ctIndex, unsigned int portIndex,
+                             const unsigned char* data, unsigned int length) {
+  Message message{entry, ctIndex, portIndex, {}};
+  if (data != nullptr) {
+    message.data.assign(data, data + length);
+  }
+  {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_queue.push_back(std::move(message));
+    ++m_posted;
+  }
+  m_queued.notify_one();
+}
+
+void LoopbackTransport::waitUntilDelivered() {
+  std::unique_lock<std::mutex> lock(m_mutex);
+  const std::uint64_t target = m_posted;
+  m_drained.wait(lock, [&] { return m_delivered >= target; });
+}
+
+std::uint64_t LoopbackTransport::delivered() const {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  return m_delivered;
+}
+
+bool LoopbackTransport::isTransportThread() const {
+  return std::this_thread::get_id() == m_thread.get_id();
+}
+
+void LoopbackTransport::run() {
+  std::unique_lock<std::mutex> lock(m_mutex);
+  for (;;) {
+    m_queued.wait(lock, [&] { return m_stopping || !m_queue.empty(); });
+    if (m_queue.empty()) {
+      return;
+    }
+    Message message = std::move(m_queue.front());
+    m_queue.pop_front();
+    // The entry runs the client's callback, which may take its own locks or
+    // queue more messages: never call it with the queue locked.
+    lock.unlock();
+    m_deliver(message);
+    lock.lock();
+    ++m_delivered;
+    m_drained.notify_all();
+  }
+}
+
+}  // namespace trafsim

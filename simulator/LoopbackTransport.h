@@ -1,0 +1,73 @@
+// The HCC-D transport of the simulated node: a thread of its own that hands
+// each queued message to the module's receive entry of its ct, with its port
+// index, as the board's transport does for data arriving from the far end.
+//
+// The HCC-D handler queues every message it sends (a loopback link: what goes
+// out on a port index of a ct comes back on the same one), and scenarios
+// queue messages of their own. Messages are delivered one at a time, in the
+// order they were queued.
+//
+// Thread-safety: `post`, `waitUntilDelivered` and the counters may be called
+// from any thread but the transport's own (a receive callback must not wait
+// for itself). The destructor delivers what is still queued, then joins.
+#ifndef SIMULATOR_LOOPBACKTRANSPORT_H
+#define SIMULATOR_LOOPBACKTRANSPORT_H
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "HccdHandlerBase.h"
+
+namespace trafsim {
+
+class LoopbackTransport {
+ public:
+  struct Message {
+    rl::traf::HccdReceiveFunction entry;  // the receive entry of the ct
+    unsigned int ctIndex;
+    unsigned int portIndex;
+    std::vector<unsigned char> data;
+  };
+
+  // Called on the transport thread for each message; calls its entry.
+  using Deliver = std::function<void(Message& message)>;
+
+  explicit LoopbackTransport(Deliver deliver);
+  ~LoopbackTransport();
+
+  LoopbackTransport(const LoopbackTransport&) = delete;
+  LoopbackTransport& operator=(const LoopbackTransport&) = delete;
+
+  // Queues a copy of `length` bytes for `entry`. Cost: one copy of the data.
+  void post(rl::traf::HccdReceiveFunction entry, unsigned int ctIndex,
+            unsigned int portIndex, const unsigned char* data,
+            unsigned int length);
+
+  // Blocks until every message queued so far has been delivered.
+  void waitUntilDelivered();
+
+  std::uint64_t delivered() const;
+  bool isTransportThread() const;
+
+ private:
+  void run();
+
+  Deliver m_deliver;
+  mutable std::mutex m_mutex;
+  std::condition_variable m_queued;
+  std::condition_variable m_drained;
+  std::deque<Message> m_queue;
+  std::uint64_t m_posted = 0;
+  std::uint64_t m_delivered = 0;
+  bool m_stopping = false;
+  std::thread m_thread;  // last: starts once everything above exists
+};
+
+}  // namespace trafsim
+
+#endif  // SIMULATOR_LOOPBACKTRANSPORT_H

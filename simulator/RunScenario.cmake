@@ -1,0 +1,25 @@
+# Runs trafsim on one scenario file and checks the outcome the file states
+# in its "# expect exit N: TEXT" lines: the exit status N, and each TEXT
+# somewhere in the output. A file without such lines must exit 0.
+#
+# cmake -DTRAFSIM=<program> -DSCENARIO=<file> -P RunScenario.cmake
+execute_process(
+  COMMAND ${TRAFSIM} --quiet ${SCENARIO}
+  RESULT_VARIABLE status
+  OUTPUT_VARIABLE output
+  ERROR_VARIABLE errors)
+set(output "${output}${errors}")
+
+set(expected 0)
+file(STRINGS ${SCENARIO} stated REGEX "^# expect exit [0-9]+: ")
+foreach(line IN LISTS stated)
+  string(REGEX REPLACE "^# expect exit ([0-9]+): .*$" "\\1" expected "${line}")
+  string(REGEX REPLACE "^# expect exit [0-9]+: (.*)$" "\\1" text "${line}")
+  string(FIND "${output}" "${text}" at)
+  if(at EQUAL -1)
+    message(FATAL_ERROR "output lacks \"${text}\":\n${output}")
+  endif()
+endforeach()
+if(NOT status EQUAL expected)
+  message(FATAL_ERROR "exit status ${status}, expected ${expected}:\n${output}")
+endif()

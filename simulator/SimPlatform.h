@@ -1,0 +1,109 @@
+// The node's platform as trafsim plays it around the module: the stand-in
+// facilities set up as on a board with two radio channels, every call into
+// them shown in the run's sequence, and the HCC-D transport.
+//
+// Initially every driver the module asks for exists with the value 0 and
+// answers status 0, "IFrameFormat_1" and "IFrameFormat_2" are registered
+// with FEC type 0 and XAUI packet size 0, and no module is loaded.
+//
+// The HCC-D handler loops every message it sends back through the module's
+// receive entry of the same ct, with the same port index, on the transport's
+// thread.
+//
+// Thread-safety: the set-up members belong to the scenario's thread; the
+// HCC-D handler and the drivers may be called from any thread. Objects handed
+// to the module (frame formats, the HCC-D handler, driver records) live as
+// long as the platform.
+#ifndef SIMULATOR_SIMPLATFORM_H
+#define SIMULATOR_SIMPLATFORM_H
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "FakeDrivers.h"
+#include "FakeFrameFormat.h"
+#include "FakeHccdHandler.h"
+#include "HccdHandlerBase.h"
+#include "LoopbackTransport.h"
+#include "Sequence.h"
+
+namespace trafsim {
+
+// The drivers of the board, by the names the module asks for.
+inline constexpr const char* kDriverNames[] = {
+    "channel.1.traf.dsp.fec.type",       "channel.1.traf.rla.taps.dsp.rate",
+    "channel.1.traf.rla.taps.idle.rate", "channel.2.traf.dsp.fec.type",
+    "channel.2.traf.rla.taps.dsp.rate",  "channel.2.traf.rla.taps.idle.rate",
+    "common.traf.dsp.xaui.packet.size",
+};
+
+class SimPlatform {
+ public:
+  enum class RegistryEntry { FrameFormat, Foreign, Null, Missing };
+
+  explicit SimPlatform(Sequence& sequence);
+  ~SimPlatform();
+
+  SimPlatform(const SimPlatform&) = delete;
+  SimPlatform& operator=(const SimPlatform&) = delete;
+
+  rl::traf::HccdHandlerBase& hccdHandler();
+  const standin::FakeHccdHandler& hccdState() const;
+  void setHccdStatus(int status);
+
+  // The loaded module's receive entries (null when none is loaded); the
+  // transport delivers through them.
+  void setReceiveEntries(rl::traf::HccdReceiveFunction ct1,
+                         rl::traf::HccdReceiveFunction ct2);
+  // "hccDataReceivedCt1", "hccDataReceivedCt2", or "none" for null.
+  std::string entryName(rl::traf::HccdReceiveFunction entry) const;
+
+  // Data arriving from the far end on a port index of a ct. False when no
+  // module is loaded to receive it.
+  bool receive(unsigned int ctIndex, unsigned int portIndex,
+               const std::vector<unsigned char>& data);
+  void waitUntilDelivered();
+  bool onTransportThread() const;
+
+  // One of the module's drivers (`kDriverNames`).
+  standin::FakeDriver& driver(const std::string& name);
+  void setGetInterfaceStatus(const std::string& name, std::int32_t status);
+  // Takes the write or read operation out of the driver's record.
+  void removeOperation(const std::string& name, bool write);
+  std::size_t requests(const std::string& name) const;
+
+  void setRegistryEntry(const std::string& name, RegistryEntry entry);
+  // The platform loads a frame format on `channel`: new values for the
+  // object registered as "IFrameFormat_<channel>". False when that entry is
+  // not a frame format of this platform.
+  bool loadFrameFormat(std::uint32_t channel, std::int32_t fecType,
+                       std::uint32_t xauiPacketSize);
+
+ private:
+  class ObservedHccdHandler;
+  struct ObservedDriver;
+
+  rl::traf::HccdReceiveFunction entryFor(unsigned int ctIndex) const;
+  std::vector<SequenceEvent> newPlatformEvents();
+  void deliver(LoopbackTransport::Message& message);
+
+  Sequence& m_sequence;
+  mutable std::mutex m_entriesMutex;
+  rl::traf::HccdReceiveFunction m_entries[2] = {nullptr, nullptr};
+  std::vector<std::unique_ptr<ObservedDriver>> m_drivers;
+  std::vector<std::unique_ptr<standin::FakeFrameFormat>> m_frameFormats;
+  std::unique_ptr<IInterface> m_foreign;
+  std::size_t m_requestsSeen = 0;
+  std::size_t m_registryCallsSeen = 0;
+  std::unique_ptr<ObservedHccdHandler> m_hccd;
+  // Last: its thread delivers through the members above, and it delivers
+  // what is still queued before they go.
+  std::unique_ptr<LoopbackTransport> m_transport;
+};
+
+}  // namespace trafsim
+
+#endif  // SIMULATOR_SIMPLATFORM_H
