@@ -9,6 +9,7 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "TrafHandlerFixture.h"
@@ -50,6 +51,17 @@ Line level1(const std::string& function, const std::string& text) {
 
 Line level3(const std::string& function, const std::string& text) {
   return Line{3, function, text};
+}
+
+// Every case runs twice: with every trace level on, and with tracing off,
+// where the results must be the same and nothing may be composed.
+template <class Case>
+using Traced = std::tuple<Case, bool>;
+
+template <class Case>
+std::string tracedName(const testing::TestParamInfo<Traced<Case>>& info) {
+  return std::get<0>(info.param).name +
+         (std::get<1>(info.param) ? "" : "_TraceOff");
 }
 
 // Lines of levels 1 to 4: the failure texts and the service events. Entry
@@ -146,12 +158,19 @@ BadInputCase bad(std::string name, Act act, std::uint32_t status,
 void PrintTo(const BadInputCase& c, std::ostream* out) { *out << c.name; }
 
 class BadInputTest : public testsupport::TrafHandlerFixture,
-                     public testing::WithParamInterface<BadInputCase> {
+                     public testing::WithParamInterface<Traced<BadInputCase>> {
  public:
   using TrafHandlerFixture::handler;
   using TrafHandlerFixture::hccd;
 
-  BadInputTest() { startUp(); }
+  BadInputTest() {
+    if (!tracing()) {
+      standin::TraceControl::setThreshold(testsupport::kTraceObject, 0);
+    }
+    startUp();
+  }
+
+  static bool tracing() { return std::get<1>(GetParam()); }
 
   // Drivers with distinct values, and both frame formats; `missingDriver`
   // is left out.
@@ -271,12 +290,20 @@ class BadInputTest : public testsupport::TrafHandlerFixture,
                 0U);
       EXPECT_EQ(dspRate, fake(prefix + ".traf.rla.taps.dsp.rate").value());
       EXPECT_EQ(idleRate, fake(prefix + ".traf.rla.taps.idle.rate").value());
+      // A load still holds the channel's messages back until it is over.
+      EXPECT_EQ(handler->doOnPhasePreFrameformatLoad(channel(ch)), 0U);
+      EXPECT_EQ(handler->hccdControllerSendMessage(
+                    channel(ch), HccdPortId::HccdPortId_0, bytes, 2),
+                0U);
       EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(channel(ch)), 0U);
     }
+    EXPECT_EQ(hccd.sendCount(), 2U) << "sent during a load";
     unsigned int size = kSentinel;
     EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), 0U);
     EXPECT_EQ(size, 9000U) << "channel 2's frame format was applied last";
-    EXPECT_EQ(testsupport::traceLines(1).size(), 1U)
+    EXPECT_EQ(handler->dspIfSetXauiPacketSize(1234), 0U);
+    EXPECT_EQ(fake(kXaui).value(), 1234U);
+    EXPECT_EQ(testsupport::traceLines(1).size(), tracing() ? 1U : 0U)
         << "only the refused second registration fails";
   }
 
@@ -294,7 +321,7 @@ class BadInputTest : public testsupport::TrafHandlerFixture,
 };
 
 TEST_P(BadInputTest, FailsWithItsTraceAndLeavesTheHandlerServing) {
-  const BadInputCase& c = GetParam();
+  const BadInputCase& c = std::get<0>(GetParam());
   if (c.arrange) {
     c.arrange(*this);
   }
@@ -302,7 +329,10 @@ TEST_P(BadInputTest, FailsWithItsTraceAndLeavesTheHandlerServing) {
 
   EXPECT_EQ(c.act(*this), c.status);
 
-  EXPECT_EQ(messageLines(), c.lines);
+  EXPECT_EQ(messageLines(), tracing() ? c.lines : std::vector<Line>{});
+  if (!tracing()) {
+    EXPECT_EQ(standin::TraceControl::logCalls(testsupport::kTraceObject), 0U);
+  }
   EXPECT_EQ(hccd.calls().size(), c.hccdCalls);
   if (!c.reachesDrivers) {
     EXPECT_EQ(driverCalls(), 0U) << "nothing is read or written";
@@ -385,6 +415,20 @@ Act postLoad(RadioChannel ch) {
   };
 }
 
+Act receive(RadioChannel ch) {
+  return [ch](BadInputTest& t) {
+    t.handler->invokeHccdPortCallback(ch, t.bytes, 2, 0);
+    return 0U;
+  };
+}
+
+Act markLoading(RadioChannel ch) {
+  return [ch](BadInputTest& t) {
+    t.handler->indicateFrameFormatLoadInProgress(ch, true);
+    return 0U;
+  };
+}
+
 // Reads the XAUI packet size, which must stay as it was.
 std::uint32_t readXaui(BadInputTest& t) {
   unsigned int size = kSentinel;
@@ -460,6 +504,15 @@ std::vector<BadInputCase> channelCases() {
                         .callingHccd(1));
     cases.push_back(
         bad(tag + "FixedAnswers", fixedAnswers(channel(value)), 2, {}));
+    // Only the receive entries call these, with channel 1 or 2.
+    cases.push_back(bad(tag + "InvokeHccdPortCallback", receive(channel(value)),
+                        0,
+                        {level1("invokeHccdPortCallback",
+                                "Exception: Port id 0 not found, portIndex: "
+                                "0, for ct " +
+                                    n + ": Data: 171")}));
+    cases.push_back(bad(tag + "IndicateFrameFormatLoadInProgress",
+                        markLoading(channel(value)), 0, {}));
   }
   return cases;
 }
@@ -702,6 +755,9 @@ std::vector<BadInputCase> platformCases() {
       bad("GetInterfaceGivesNothing_FecType", postLoad(ch1), kPhaseFailure,
           postFails(" FEC type driver interface not found for channel 1"))
           .given(nothingBoundFor(kFecType1), startUpNewHandler),
+      bad("GetInterfaceGivesNothing_IdleRate", readRates(ch1), 1,
+          {level1("rlaGetRatesForTaps", " driver nullptr")})
+          .given(nothingBoundFor(kIdleRate1), startUpNewHandler),
       bad("GetInterfaceGivesNothing_XauiPacketSize", xauiEverywhere,
           kPhaseFailure,
           {level1("dspIfGetXauiPacketSize", "XauiPacketSizeDriver not bound"),
@@ -767,18 +823,22 @@ std::vector<BadInputCase> platformCases() {
   return cases;
 }
 
-std::string caseName(const testing::TestParamInfo<BadInputCase>& info) {
-  return info.param.name;
-}
-
 INSTANTIATE_TEST_SUITE_P(Channel, BadInputTest,
-                         testing::ValuesIn(channelCases()), caseName);
+                         testing::Combine(testing::ValuesIn(channelCases()),
+                                          testing::Bool()),
+                         tracedName<BadInputCase>);
 INSTANTIATE_TEST_SUITE_P(PortAndData, BadInputTest,
-                         testing::ValuesIn(portAndDataCases()), caseName);
+                         testing::Combine(testing::ValuesIn(portAndDataCases()),
+                                          testing::Bool()),
+                         tracedName<BadInputCase>);
 INSTANTIATE_TEST_SUITE_P(Lifecycle, BadInputTest,
-                         testing::ValuesIn(lifecycleCases()), caseName);
+                         testing::Combine(testing::ValuesIn(lifecycleCases()),
+                                          testing::Bool()),
+                         tracedName<BadInputCase>);
 INSTANTIATE_TEST_SUITE_P(Platform, BadInputTest,
-                         testing::ValuesIn(platformCases()), caseName);
+                         testing::Combine(testing::ValuesIn(platformCases()),
+                                          testing::Bool()),
+                         tracedName<BadInputCase>);
 
 // --- The receive entries: what the transport can hand them.
 //
@@ -808,7 +868,8 @@ Entry entryOf(unsigned ct) {
   return ct == 1 ? &hccDataReceivedCt1 : &hccDataReceivedCt2;
 }
 
-class ReceiveEntryBadInputTest : public testing::TestWithParam<ReceiveCase> {
+class ReceiveEntryBadInputTest
+    : public testing::TestWithParam<Traced<ReceiveCase>> {
  protected:
   static void SetUpTestSuite() {
     testsupport::resetPlatform();
@@ -826,9 +887,14 @@ class ReceiveEntryBadInputTest : public testing::TestWithParam<ReceiveCase> {
 
   ReceiveEntryBadInputTest() {
     testsupport::resetPlatform();
+    if (!tracing()) {
+      standin::TraceControl::setThreshold(testsupport::kTraceObject, 0);
+    }
     ct1Client.reset();
     ct2Client.reset();
   }
+
+  static bool tracing() { return std::get<1>(GetParam()); }
 
   // Both entries still deliver to the ports registered before.
   static void expectStillDelivers() {
@@ -852,7 +918,7 @@ class ReceiveEntryBadInputTest : public testing::TestWithParam<ReceiveCase> {
 };
 
 TEST_P(ReceiveEntryBadInputTest, ReturnsZeroTracesAndKeepsDelivering) {
-  const ReceiveCase& c = GetParam();
+  const ReceiveCase& c = std::get<0>(GetParam());
   RecordingCallback& client = c.ct == 1 ? ct1Client : ct2Client;
   client.throws = c.throws;
   unsigned char data[2] = {kFirstByte, 0x02};
@@ -860,7 +926,7 @@ TEST_P(ReceiveEntryBadInputTest, ReturnsZeroTracesAndKeepsDelivering) {
 
   EXPECT_EQ(entryOf(c.ct)(nullptr, sent, c.length, c.portIndex), 0);
 
-  EXPECT_EQ(messageLines(), c.lines);
+  EXPECT_EQ(messageLines(), tracing() ? c.lines : std::vector<Line>{});
   EXPECT_EQ(ct1Client.calls + ct2Client.calls, c.clientCalls);
   if (c.clientCalls > 0) {
     EXPECT_EQ(client.lastData, sent) << "data is handed on unchanged";
@@ -918,11 +984,9 @@ std::vector<ReceiveCase> receiveCases() {
   return cases;
 }
 
-std::string receiveCaseName(const testing::TestParamInfo<ReceiveCase>& info) {
-  return info.param.name;
-}
-
 INSTANTIATE_TEST_SUITE_P(Transport, ReceiveEntryBadInputTest,
-                         testing::ValuesIn(receiveCases()), receiveCaseName);
+                         testing::Combine(testing::ValuesIn(receiveCases()),
+                                          testing::Bool()),
+                         tracedName<ReceiveCase>);
 
 }  // namespace
