@@ -116,6 +116,8 @@ class Sequence {
   std::size_t level1Lines() const;
   // A failure leaves exactly one level-1 line, a success none.
   void checkTrace(bool failed) const;
+  // A phase answers 0 or 0x8000, and always 0x8000 beyond the tables.
+  void checkPhase(std::uint32_t channel, std::uint32_t status) const;
   RadioChannel channel() { return static_cast<RadioChannel>(pickChannel()); }
   std::uint32_t pickChannel() { return fuzzsupport::pickChannel(m_input); }
 
@@ -158,6 +160,12 @@ std::size_t Sequence::level1Lines() const {
 
 void Sequence::checkTrace(bool failed) const {
   FUZZ_CHECK(level1Lines() == (failed && m_model.threshold >= 1 ? 1U : 0U));
+}
+
+void Sequence::checkPhase(std::uint32_t channel, std::uint32_t status) const {
+  FUZZ_CHECK(status == 0 || status == kPhaseFailure);
+  FUZZ_CHECK(channel < kTableChannels || status == kPhaseFailure);
+  checkTrace(status != 0);
 }
 
 void Sequence::registerPort() {
@@ -300,11 +308,7 @@ void Sequence::setXauiPacketSize() {
 
 void Sequence::moduleInit() {
   const std::uint32_t ch = pickChannel();
-  const std::uint32_t status =
-      m_handler->doOnModuleInit(static_cast<RadioChannel>(ch));
-  FUZZ_CHECK(status == 0 || status == kPhaseFailure);
-  FUZZ_CHECK(ch < kTableChannels || status == kPhaseFailure);
-  checkTrace(status != 0);
+  checkPhase(ch, m_handler->doOnModuleInit(static_cast<RadioChannel>(ch)));
 }
 
 void Sequence::preLoad() {
@@ -320,11 +324,8 @@ void Sequence::preLoad() {
 
 void Sequence::postLoad() {
   const std::uint32_t ch = pickChannel();
-  const std::uint32_t status =
-      m_handler->doOnPhasePostFrameformatLoad(static_cast<RadioChannel>(ch));
-  FUZZ_CHECK(status == 0 || status == kPhaseFailure);
-  FUZZ_CHECK(ch < kTableChannels || status == kPhaseFailure);
-  checkTrace(status != 0);
+  checkPhase(ch, m_handler->doOnPhasePostFrameformatLoad(
+                     static_cast<RadioChannel>(ch)));
   if (ch >= kTableChannels) {
     return;
   }

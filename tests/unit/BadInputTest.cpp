@@ -823,20 +823,17 @@ std::vector<BadInputCase> platformCases() {
   return cases;
 }
 
-INSTANTIATE_TEST_SUITE_P(Channel, BadInputTest,
-                         testing::Combine(testing::ValuesIn(channelCases()),
-                                          testing::Bool()),
-                         tracedName<BadInputCase>);
-INSTANTIATE_TEST_SUITE_P(PortAndData, BadInputTest,
-                         testing::Combine(testing::ValuesIn(portAndDataCases()),
-                                          testing::Bool()),
-                         tracedName<BadInputCase>);
-INSTANTIATE_TEST_SUITE_P(Lifecycle, BadInputTest,
-                         testing::Combine(testing::ValuesIn(lifecycleCases()),
-                                          testing::Bool()),
-                         tracedName<BadInputCase>);
-INSTANTIATE_TEST_SUITE_P(Platform, BadInputTest,
-                         testing::Combine(testing::ValuesIn(platformCases()),
+std::vector<BadInputCase> allCases() {
+  std::vector<BadInputCase> cases;
+  for (auto group : {channelCases(), portAndDataCases(), lifecycleCases(),
+                     platformCases()}) {
+    cases.insert(cases.end(), group.begin(), group.end());
+  }
+  return cases;
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, BadInputTest,
+                         testing::Combine(testing::ValuesIn(allCases()),
                                           testing::Bool()),
                          tracedName<BadInputCase>);
 
