@@ -61,7 +61,9 @@ class QelTrace {
 
  private:
   const char* m_name;
-  QelTraceHdrOption m_option;
+  // What the board's facility prints in front of each line; the host
+  // stand-in records every header whole and never reads it.
+  [[maybe_unused]] QelTraceHdrOption m_option;
 };
 
 #endif  // PLATFORM_QELTRACE_H

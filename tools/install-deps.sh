@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages a build needs, when missing.
-# Usage: tools/install-deps.sh host|target|sanitizers|coverage
+# Usage: tools/install-deps.sh host|target|sanitizers|coverage|memcheck
 set -euo pipefail
 
 packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev
@@ -10,7 +10,8 @@ case "${1:-host}" in
   target) packages+=(g++-arm-linux-gnueabihf qemu-user googletest binutils-arm-linux-gnueabihf) ;;
   sanitizers) packages+=(clang libclang-rt-14-dev) ;;
   coverage) packages+=(gcovr) ;;
-  *) echo "usage: $0 host|target|sanitizers|coverage" >&2; exit 2 ;;
+  memcheck) packages+=(valgrind) ;;
+  *) echo "usage: $0 host|target|sanitizers|coverage|memcheck" >&2; exit 2 ;;
 esac
 
 missing=()

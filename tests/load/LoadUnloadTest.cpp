@@ -5,7 +5,10 @@
 
 #include <algorithm>
 #include <string>
+#include <vector>
 
+#include "FakeDrivers.h"
+#include "FakeFrameFormat.h"
 #include "FakeHccdHandler.h"
 #include "InterfaceBrokerControl.h"
 #include "ModuleLoader.h"
@@ -106,6 +109,72 @@ TEST_F(LoadUnloadTest, UnloadWithoutInitializeLeavesNothingBehind) {
   EXPECT_FALSE(libraryStillLoaded());
   EXPECT_TRUE(hccd.calls().empty());
   EXPECT_TRUE(InterfaceBrokerControl::calls().empty());
+}
+
+// The whole life of the module in one process, as the platform lives it;
+// the memcheck stage runs this under Valgrind.
+TEST_F(LoadUnloadTest, ServesTrafficBetweenLoadAndUnload) {
+  ASSERT_NE(module, nullptr);
+  for (const char* name :
+       {"channel.1.traf.dsp.fec.type", "channel.1.traf.rla.taps.dsp.rate",
+        "channel.1.traf.rla.taps.idle.rate", "channel.2.traf.dsp.fec.type",
+        "channel.2.traf.rla.taps.dsp.rate", "channel.2.traf.rla.taps.idle.rate",
+        "common.traf.dsp.xaui.packet.size"}) {
+    standin::FakeDriverLayer::instance().driver(name).setValue(7);
+  }
+  standin::FakeFrameFormat frameFormat(3, 1500);
+  (void)InterfaceBroker::getInstance()->registerInterface("IFrameFormat_1",
+                                                          &frameFormat);
+  (void)InterfaceBroker::getInstance()->registerInterface("IFrameFormat_2",
+                                                          &frameFormat);
+  struct : ITrafHandler::HccdPortCallback {
+    void onHccdDataReceived(unsigned char* data, unsigned int length,
+                            const ITrafHandler::HccdPortId&) override {
+      received.assign(data, data + length);
+    }
+    std::vector<unsigned char> received;
+  } client;
+  // The transport hands every sent message back to the same port.
+  hccd.setSendHook([this](unsigned int ct, unsigned int portIndex,
+                          const unsigned char* data, unsigned int length) {
+    std::vector<unsigned char> copy(data, data + length);
+    (void)hccd.deliver(ct, portIndex, copy.data(), length);
+  });
+
+  (void)module->getInstance(RadioChannel_2);
+  (void)module->initialize(hccd);
+  auto* const handler =
+      InterfaceBroker::getInstance()->getInterface<ITrafHandler>(
+          "ITrafHandler");
+  ASSERT_NE(handler, nullptr);
+  (void)handler->registerPhases();
+  auto& manager = standin::ModuleManager::instance();
+  for (const standin::Phase phase :
+       {standin::Phase::ModuleInit, standin::Phase::PreFrameformatLoad,
+        standin::Phase::PostFrameformatLoad}) {
+    for (const auto& result : manager.runPhase(phase)) {
+      EXPECT_EQ(result.second, 0U) << "module " << result.first;
+    }
+  }
+  unsigned char message[] = {1, 2, 3};
+  EXPECT_EQ(handler->hccdControllerRegisterPort(
+                RadioChannel_2, ITrafHandler::HccdPortId_14, &client),
+            0U);
+  EXPECT_EQ(handler->hccdControllerSendMessage(
+                RadioChannel_2, ITrafHandler::HccdPortId_14, message, 3),
+            0U);
+  unsigned int dspRate = 0;
+  unsigned int idleRate = 0;
+  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate), 0U);
+  EXPECT_EQ(handler->dspIfSetXauiPacketSize(9000), 0U);
+  module->deinitialize();
+  std::string error;
+  ASSERT_TRUE(module->unload(error)) << error;
+
+  EXPECT_EQ(client.received, std::vector<unsigned char>({1, 2, 3}));
+  EXPECT_EQ(dspRate, 7U);
+  EXPECT_FALSE(libraryStillLoaded());
+  hccd.setSendHook(nullptr);
 }
 
 }  // namespace

@@ -221,6 +221,34 @@ TEST_F(LifecycleTest, PhaseCallbacksReachTheHandlerWithTheirChannel) {
               ElementsAre("channel.2.traf.dsp.fec.type"));
 }
 
+TEST_F(LifecycleTest, LoadPhaseCallbacksReachTheHandlerWithTheirChannel) {
+  (void)handler->initialize(hccd);
+  (void)handler->registerPhases();
+  ModuleInterface* const module2 = ModuleManager::instance().find(118002);
+  ASSERT_NE(module2, nullptr);
+  unsigned char byte = 1;
+  forgetHistory();
+
+  EXPECT_EQ(
+      ModuleManager::runPhase(*module2, standin::Phase::PreFrameformatLoad),
+      0U);
+  // Channel 2 is loading now, channel 1 is not.
+  (void)handler->hccdControllerSendMessage(
+      RadioChannel_2, ITrafHandler::HccdPortId_0, &byte, 1);
+  (void)handler->hccdControllerSendMessage(
+      RadioChannel_1, ITrafHandler::HccdPortId_0, &byte, 1);
+  EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Send), ElementsAre(0U));
+  // Channel 2 has no FEC type driver: the failure reaches the module manager
+  // unchanged, and the load is over all the same.
+  EXPECT_EQ(
+      ModuleManager::runPhase(*module2, standin::Phase::PostFrameformatLoad),
+      0x8000U);
+  (void)handler->hccdControllerSendMessage(
+      RadioChannel_2, ITrafHandler::HccdPortId_0, &byte, 1);
+  EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Send),
+              ElementsAre(0U, 1U));
+}
+
 TEST_F(LifecycleTest, ReinitializeKeepsPortsAndXauiDriverButNotChannelDrivers) {
   addDrivers(1);
   standin::FakeFrameFormat frameFormat(1, 1500);
