@@ -2,9 +2,11 @@
 # in its "# expect exit N: TEXT" lines: the exit status N, and each TEXT
 # somewhere in the output. A file without such lines must exit 0.
 #
-# cmake -DTRAFSIM=<program> -DSCENARIO=<file> -P RunScenario.cmake
+# cmake -DTRAFSIM=<program> -DSCENARIO=<file> [-DEMULATOR=<runner;args>]
+#       -P RunScenario.cmake
+# EMULATOR runs a program built for another machine (a cross build).
 execute_process(
-  COMMAND ${TRAFSIM} --quiet ${SCENARIO}
+  COMMAND ${EMULATOR} ${TRAFSIM} --quiet ${SCENARIO}
   RESULT_VARIABLE status
   OUTPUT_VARIABLE output
   ERROR_VARIABLE errors)
