@@ -32,23 +32,6 @@ TEST_F(ModuleInitTest, FirstChannelRequestsItsDriversThenTheCommonOne) {
   EXPECT_THAT(traceLines(), ElementsAre(Line{6, "doOnModuleInit", ""}));
 }
 
-TEST_F(ModuleInitTest, SecondChannelLeavesTheBoundXauiDriverAlone) {
-  bindChannel(1);
-  addDrivers(2);
-  registerFrameFormat(2, &frameFormat2);
-
-  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_2), 0U);
-
-  EXPECT_THAT(requestedNames(), ElementsAre(kFec2, kDsp2, kIdle2));
-  // Both channels' frame-format objects are kept: each load writes its own.
-  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0U);
-  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_2), 0U);
-  EXPECT_THAT(
-      testsupport::driverCalls(kXaui),
-      ElementsAre(testing::Field(&standin::FakeDriver::Call::value, 1500U),
-                  testing::Field(&standin::FakeDriver::Call::value, 9000U)));
-}
-
 TEST_F(ModuleInitTest, XauiDriverIsRequestedAgainWhileUnbound) {
   auto& layer = standin::FakeDriverLayer::instance();
   addDrivers(1);
@@ -98,8 +81,17 @@ TEST_F(ModuleInitTest, ModuleManagerInitialisesEachChannelThroughItsObject) {
 
   using Result = std::pair<unsigned int, unsigned int>;
   EXPECT_THAT(results, ElementsAre(Result{118001, 0}, Result{118002, 0}));
+  // The second channel finds the common XAUI driver bound.
   EXPECT_THAT(requestedNames(),
               ElementsAre(kFec1, kDsp1, kIdle1, kXaui, kFec2, kDsp2, kIdle2));
+  // Both channels' frame-format objects are kept: each load writes its own.
+  EXPECT_THAT(standin::ModuleManager::instance().runPhase(
+                  standin::Phase::PostFrameformatLoad),
+              ElementsAre(Result{118001, 0}, Result{118002, 0}));
+  EXPECT_THAT(
+      testsupport::driverCalls(kXaui),
+      ElementsAre(testing::Field(&standin::FakeDriver::Call::value, 1500U),
+                  testing::Field(&standin::FakeDriver::Call::value, 9000U)));
 }
 
 // What the registry holds under the names near "IFrameFormat_1".
