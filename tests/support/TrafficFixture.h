@@ -1,0 +1,91 @@
+// Set-up shared by the tests of the traffic settings: driver names, frame-
+// format objects in the registry, and channels bound by module
+// initialisation.
+#ifndef TESTS_SUPPORT_TRAFFICFIXTURE_H
+#define TESTS_SUPPORT_TRAFFICFIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "TrafHandlerFixture.h"
+
+namespace testsupport {
+
+constexpr const char kFecType[] = ".traf.dsp.fec.type";
+constexpr const char kDspRate[] = ".traf.rla.taps.dsp.rate";
+constexpr const char kIdleRate[] = ".traf.rla.taps.idle.rate";
+constexpr const char kXaui[] = "common.traf.dsp.xaui.packet.size";
+
+// "channel." + channel + suffix.
+inline std::string channelDriver(unsigned channel, const char* suffix) {
+  return "channel." + std::to_string(channel) + suffix;
+}
+
+// A driver that the layer answers with success but without a record, so the
+// member it is bound into stays null.
+inline void answerWithoutRecord(const std::string& name) {
+  standin::FakeDriverLayer::instance().setGetInterfaceStatus(name, 0);
+}
+
+// Calls the driver `name` received, or none when no such driver was added.
+inline std::vector<standin::FakeDriver::Call> driverCalls(
+    const std::string& name) {
+  const standin::FakeDriver* const driver =
+      standin::FakeDriverLayer::instance().find(name);
+  return driver != nullptr ? driver->calls()
+                           : std::vector<standin::FakeDriver::Call>{};
+}
+
+class TrafficFixture : public TrafHandlerFixture {
+ protected:
+  static void registerFrameFormat(unsigned channel, IInterface* object) {
+    ASSERT_EQ(InterfaceBroker::getInstance()->registerInterface(
+                  "IFrameFormat_" + std::to_string(channel), object),
+              0);
+  }
+
+  // Adds the drivers and the frame-format object of `channel` and runs its
+  // module initialisation, which must succeed; then forgets the history.
+  // The driver `withoutRecord` is answered without a record, and so stays
+  // unbound; `withFrameFormat` false leaves the registry without the
+  // channel's frame-format object.
+  void bindChannel(unsigned channel, const std::string& withoutRecord = "",
+                   bool withFrameFormat = true) {
+    for (const std::string& name :
+         {channelDriver(channel, kFecType), channelDriver(channel, kDspRate),
+          channelDriver(channel, kIdleRate), std::string(kXaui)}) {
+      if (name == withoutRecord) {
+        answerWithoutRecord(name);
+      } else {
+        (void)driver(name);
+      }
+    }
+    if (withFrameFormat) {
+      registerFrameFormat(channel,
+                          channel == 1 ? &frameFormat1 : &frameFormat2);
+    }
+    // Without a frame-format object the phase fails, but only at its end.
+    const std::uint32_t expected = withFrameFormat ? 0U : 0x8000U;
+    ASSERT_EQ(handler->doOnModuleInit(static_cast<RadioChannel>(channel)),
+              expected);
+    forgetHistory();
+  }
+
+  static void enableLevelOne(bool enabled) {
+    standin::TraceControl::setLevelEnabled(kTraceObject, QEL_TRACE_LEVEL_1,
+                                           enabled);
+  }
+
+  static std::vector<std::string> requestedNames() {
+    return standin::FakeDriverLayer::instance().requestedNames();
+  }
+
+  standin::FakeFrameFormat frameFormat1{5, 1500};
+  standin::FakeFrameFormat frameFormat2{7, 9000};
+};
+
+}  // namespace testsupport
+
+#endif  // TESTS_SUPPORT_TRAFFICFIXTURE_H

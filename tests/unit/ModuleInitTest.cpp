@@ -1,0 +1,284 @@
+// Module initialisation of a channel: the names it requests, what it binds,
+// and what stays bound when a step fails.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "TrafficFixture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testsupport::kXaui;
+using testsupport::Line;
+using testsupport::traceLines;
+
+class ModuleInitTest : public testsupport::TrafficFixture {};
+
+constexpr const char kFec1[] = "channel.1.traf.dsp.fec.type";
+constexpr const char kDsp1[] = "channel.1.traf.rla.taps.dsp.rate";
+constexpr const char kIdle1[] = "channel.1.traf.rla.taps.idle.rate";
+constexpr const char kFec2[] = "channel.2.traf.dsp.fec.type";
+constexpr const char kDsp2[] = "channel.2.traf.rla.taps.dsp.rate";
+constexpr const char kIdle2[] = "channel.2.traf.rla.taps.idle.rate";
+
+TEST_F(ModuleInitTest, FirstChannelRequestsItsDriversThenTheCommonOne) {
+  addDrivers(1);
+  registerFrameFormat(1, &frameFormat1);
+
+  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1), 0U);
+
+  EXPECT_THAT(requestedNames(), ElementsAre(kFec1, kDsp1, kIdle1, kXaui));
+  EXPECT_THAT(traceLines(), ElementsAre(Line{6, "doOnModuleInit", ""}));
+}
+
+TEST_F(ModuleInitTest, XauiDriverIsRequestedAgainWhileUnbound) {
+  auto& layer = standin::FakeDriverLayer::instance();
+  addDrivers(1);
+  addDrivers(2);
+  registerFrameFormat(1, &frameFormat1);
+  registerFrameFormat(2, &frameFormat2);
+  layer.setGetInterfaceStatus(kXaui, 32768);
+  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_2), 0x8000U);
+  layer.clearRequests();
+
+  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1), 0x8000U);
+  EXPECT_THAT(requestedNames(), ElementsAre(kFec1, kDsp1, kIdle1, kXaui));
+
+  layer.setGetInterfaceStatus(kXaui, 0);
+  layer.clearRequests();
+  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_2), 0U);
+  EXPECT_THAT(requestedNames(), ElementsAre(kFec2, kDsp2, kIdle2, kXaui));
+}
+
+TEST_F(ModuleInitTest, SecondInitialisationReplacesTheFrameFormatObject) {
+  bindChannel(1);
+  standin::FakeFrameFormat replacement(-3, 64);
+  ASSERT_EQ(InterfaceBroker::getInstance()->unregisterInterface(
+                "IFrameFormat_1", nullptr),
+            0);
+  registerFrameFormat(1, &replacement);
+
+  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1), 0U);
+  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0U);
+
+  EXPECT_EQ(replacement.fecTypeReads(), 1U);
+  EXPECT_EQ(frameFormat1.fecTypeReads(), 0U);
+  EXPECT_EQ(driver(kXaui).value(), 64U);
+}
+
+TEST_F(ModuleInitTest, ModuleManagerInitialisesEachChannelThroughItsObject) {
+  (void)handler->initialize(hccd);
+  (void)handler->registerPhases();
+  addDrivers(1);
+  addDrivers(2);
+  registerFrameFormat(1, &frameFormat1);
+  registerFrameFormat(2, &frameFormat2);
+  forgetHistory();
+
+  const auto results =
+      standin::ModuleManager::instance().runPhase(standin::Phase::ModuleInit);
+
+  using Result = std::pair<unsigned int, unsigned int>;
+  EXPECT_THAT(results, ElementsAre(Result{118001, 0}, Result{118002, 0}));
+  // The second channel finds the common XAUI driver bound.
+  EXPECT_THAT(requestedNames(),
+              ElementsAre(kFec1, kDsp1, kIdle1, kXaui, kFec2, kDsp2, kIdle2));
+  // Both channels' frame-format objects are kept: each load writes its own.
+  EXPECT_THAT(standin::ModuleManager::instance().runPhase(
+                  standin::Phase::PostFrameformatLoad),
+              ElementsAre(Result{118001, 0}, Result{118002, 0}));
+  EXPECT_THAT(
+      testsupport::driverCalls(kXaui),
+      ElementsAre(testing::Field(&standin::FakeDriver::Call::value, 1500U),
+                  testing::Field(&standin::FakeDriver::Call::value, 9000U)));
+}
+
+// What the registry holds under the names near "IFrameFormat_1".
+enum class Registry { FrameFormat, Absent, OnlyTen, NullEntry, OtherInterface };
+
+struct InitFailureCase {
+  const char* label;
+  const char* failingDriver;  // null: every driver request succeeds
+  bool storesOnFailure;       // the layer binds the record all the same
+  Registry registry;
+  std::vector<std::string> requested;
+  const char* message;  // level 1
+  // What stays bound, as the later users of the bindings see it.
+  const char* postLoadMessage;
+  std::uint32_t rlaResult;
+  bool xauiBound;
+};
+
+void PrintTo(const InitFailureCase& c, std::ostream* out) { *out << c.label; }
+
+constexpr const char kFecUnbound[] =
+    " FEC type driver interface not found for channel 1";
+constexpr const char kNoFrameFormat[] =
+    " Frame format interface not found for channel 1";
+
+// clang-format off
+std::vector<InitFailureCase> initFailures() {
+  const std::vector<std::string> all{kFec1, kDsp1, kIdle1, kXaui};
+  return {
+    {"FecType", kFec1, false, Registry::FrameFormat, {kFec1},
+     " Failed to get channel.1.traf.dsp.fec.type", kFecUnbound, 1, false},
+    {"DspRate", kDsp1, false, Registry::FrameFormat, {kFec1, kDsp1},
+     " Failed to get channel.1.traf.rla.taps.dsp.rate", kNoFrameFormat, 1, false},
+    // The only driver message without a leading blank.
+    {"IdleRate", kIdle1, false, Registry::FrameFormat, {kFec1, kDsp1, kIdle1},
+     "Failed to get channel.1.traf.rla.taps.idle.rate", kNoFrameFormat, 1, false},
+    // Nothing clears what the layer stored on failure: the rates are bound.
+    {"IdleRateStoredAnyway", kIdle1, true, Registry::FrameFormat, {kFec1, kDsp1, kIdle1},
+     "Failed to get channel.1.traf.rla.taps.idle.rate", kNoFrameFormat, 0, false},
+    {"Xaui", kXaui, false, Registry::FrameFormat, all,
+     " Failed to get common.traf.dsp.xaui.packet.size", kNoFrameFormat, 0, false},
+    {"FrameFormatAbsent", nullptr, false, Registry::Absent, all,
+     "Failed to get IFrameFormat_1", kNoFrameFormat, 0, true},
+    // A registered name that only starts with the wanted one does not match.
+    {"OnlyIFrameFormat10", nullptr, false, Registry::OnlyTen, all,
+     "Failed to get IFrameFormat_1", kNoFrameFormat, 0, true},
+    {"NullEntry", nullptr, false, Registry::NullEntry, all,
+     "Failed to get IFrameFormat_1", kNoFrameFormat, 0, true},
+    {"OtherInterface", nullptr, false, Registry::OtherInterface, all,
+     "Failed to get IFrameFormat_1", kNoFrameFormat, 0, true},
+  };
+}
+// clang-format on
+
+class InitFailureTest
+    : public testsupport::TrafficFixture,
+      public testing::WithParamInterface<std::tuple<InitFailureCase, bool>> {
+ protected:
+  void fillRegistry(Registry registry) {
+    switch (registry) {
+      case Registry::FrameFormat:
+        registerFrameFormat(1, &frameFormat1);
+        return;
+      case Registry::Absent:
+        return;
+      case Registry::OnlyTen:
+        registerFrameFormat(10, &frameFormat1);
+        return;
+      case Registry::NullEntry:
+        registerFrameFormat(1, nullptr);
+        return;
+      case Registry::OtherInterface:
+        registerFrameFormat(1, handler.get());
+        return;
+    }
+  }
+};
+
+TEST_P(InitFailureTest, StopsAtTheFailingStepAndKeepsEarlierBindings) {
+  const InitFailureCase& c = std::get<0>(GetParam());
+  const bool levelOne = std::get<1>(GetParam());
+  addDrivers(1);
+  if (c.failingDriver != nullptr) {
+    standin::FakeDriverLayer::instance().setGetInterfaceStatus(
+        c.failingDriver, 32768, c.storesOnFailure);
+  }
+  fillRegistry(c.registry);
+  enableLevelOne(levelOne);
+
+  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1), 0x8000U);
+
+  EXPECT_EQ(requestedNames(), c.requested);
+  std::vector<Line> expected{{6, "doOnModuleInit", ""}};
+  if (levelOne) {
+    expected.push_back({1, "doOnModuleInit", c.message});
+  }
+  EXPECT_EQ(traceLines(), expected);
+
+  enableLevelOne(true);
+  forgetHistory();
+  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0x8000U);
+  EXPECT_THAT(traceLines(1), ElementsAre(Line{1, "doOnPhasePostFrameformatLoad",
+                                              c.postLoadMessage}));
+  unsigned int dspRate = 0;
+  unsigned int idleRate = 0;
+  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate),
+            c.rlaResult);
+  unsigned int size = 0;
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), c.xauiBound ? 0U : 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Steps, InitFailureTest,
+                         testing::Combine(testing::ValuesIn(initFailures()),
+                                          testing::Bool()));
+
+// Channel values without a table entry, for every operation that indexes
+// the tables with one.
+enum class Operation { ModuleInit, PreLoad, PostLoad, RlaRates };
+
+struct OutsideCase {
+  Operation operation;
+  const char* function;
+  std::uint32_t failure;
+};
+
+void PrintTo(const OutsideCase& c, std::ostream* out) { *out << c.function; }
+
+struct OutsideChannel {
+  std::uint32_t value;
+  const char* message;
+};
+
+void PrintTo(const OutsideChannel& c, std::ostream* out) { *out << c.value; }
+
+class ChannelOutsideTablesTest : public testsupport::TrafficFixture,
+                                 public testing::WithParamInterface<
+                                     std::tuple<OutsideCase, OutsideChannel>> {
+};
+
+TEST_P(ChannelOutsideTablesTest, FailsWithoutReadingOrWritingAnything) {
+  const OutsideCase& c = std::get<0>(GetParam());
+  const OutsideChannel& outside = std::get<1>(GetParam());
+  const auto channel = static_cast<RadioChannel>(outside.value);
+  bindChannel(1);
+  bindChannel(2);
+  unsigned int dspRate = 11;
+  unsigned int idleRate = 12;
+
+  std::uint32_t result = 0;
+  switch (c.operation) {
+    case Operation::ModuleInit:
+      result = handler->doOnModuleInit(channel);
+      break;
+    case Operation::PreLoad:
+      result = handler->doOnPhasePreFrameformatLoad(channel);
+      break;
+    case Operation::PostLoad:
+      result = handler->doOnPhasePostFrameformatLoad(channel);
+      break;
+    case Operation::RlaRates:
+      result = handler->rlaGetRatesForTaps(channel, dspRate, idleRate);
+      break;
+  }
+
+  EXPECT_EQ(result, c.failure);
+  EXPECT_THAT(traceLines(1), ElementsAre(Line{1, c.function, outside.message}));
+  EXPECT_THAT(requestedNames(), IsEmpty());
+  for (const char* name : {kFec1, kDsp1, kIdle1, kXaui, kFec2, kDsp2, kIdle2}) {
+    EXPECT_THAT(driver(name).calls(), IsEmpty()) << name;
+  }
+  EXPECT_EQ(frameFormat1.fecTypeReads() + frameFormat2.fecTypeReads(), 0U);
+  EXPECT_EQ(dspRate, 11U);
+  EXPECT_EQ(idleRate, 12U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Operations, ChannelOutsideTablesTest,
+    testing::Combine(
+        testing::Values(
+            OutsideCase{Operation::ModuleInit, "doOnModuleInit", 0x8000},
+            OutsideCase{Operation::PreLoad, "doOnPhasePreFrameformatLoad",
+                        0x8000},
+            OutsideCase{Operation::PostLoad, "doOnPhasePostFrameformatLoad",
+                        0x8000},
+            OutsideCase{Operation::RlaRates, "rlaGetRatesForTaps", 1}),
+        testing::Values(OutsideChannel{3, " Channel 3 not served"},
+                        OutsideChannel{0xFFFFFFFFU,
+                                       " Channel 4294967295 not served"})));
+
+}  // namespace

@@ -1,0 +1,111 @@
+// Reading and setting the XAUI packet size through its driver.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "TrafficFixture.h"
+
+namespace {
+
+using standin::FakeDriver;
+using testing::ElementsAre;
+using testsupport::kXaui;
+using testsupport::Line;
+using testsupport::traceLines;
+
+struct XauiCase {
+  std::int32_t status;  // of the write and of the read
+  bool driverStores;    // the read writes the driver's value to the caller's
+  std::uint32_t result;
+  std::uint32_t size;  // the caller's variable afterwards; it starts at 77
+};
+
+void PrintTo(const XauiCase& c, std::ostream* out) {
+  *out << c.status << (c.driverStores ? "_stores" : "_storesNothing");
+}
+
+class XauiPacketSizeTest
+    : public testsupport::TrafficFixture,
+      public testing::WithParamInterface<std::tuple<XauiCase, bool>> {
+ protected:
+  XauiPacketSizeTest() { bindChannel(1); }
+};
+
+TEST_P(XauiPacketSizeTest, SetWritesUnchangedAndGetHandsBackOnlySuccess) {
+  const XauiCase& c = std::get<0>(GetParam());
+  const bool levelOne = std::get<1>(GetParam());
+  FakeDriver& xaui = driver(kXaui);
+  xaui.setValue(4242);
+  xaui.setWriteStatus(c.status);
+  xaui.setReadStatus(c.status);
+  xaui.setReadStores(c.driverStores, c.driverStores);
+  enableLevelOne(levelOne);
+  unsigned int size = 77;
+
+  EXPECT_EQ(handler->dspIfSetXauiPacketSize(0xFFFFFFFFU), c.result);
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), c.result);
+
+  EXPECT_EQ(size, c.size);
+  const auto calls = xaui.calls();
+  ASSERT_EQ(calls.size(), 2U);
+  EXPECT_EQ(calls[0].kind, FakeDriver::Call::Write);
+  EXPECT_EQ(calls[0].value, 0xFFFFFFFFU);
+  EXPECT_EQ(calls[1].kind, FakeDriver::Call::Read);
+  // Neither operation traces its entry: failures are the only lines.
+  std::vector<Line> expected;
+  if (c.result != 0 && levelOne) {
+    expected = {{1, "dspIfSetXauiPacketSize",
+                 ": Failed to write to XauiPacketSizeDriver"},
+                {1, "dspIfGetXauiPacketSize",
+                 "Failed to read from XauiPacketSizeDriver"}};
+  }
+  EXPECT_EQ(traceLines(), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Statuses, XauiPacketSizeTest,
+    testing::Combine(
+        testing::Values(XauiCase{0, true, 0, 0xFFFFFFFFU},
+                        // The local word starts at 0.
+                        XauiCase{-1, false, 0, 0},
+                        // Stored into the local word, never handed back.
+                        XauiCase{32768, true, 1, 77},
+                        XauiCase{65535, false, 1, 77}),
+        testing::Bool()));
+
+class XauiDriverBindingTest : public testsupport::TrafficFixture {};
+
+TEST_F(XauiDriverBindingTest, UnboundDriverFailsWithoutACall) {
+  // The layer answers success without a record: the driver stays unbound.
+  bindChannel(1, kXaui);
+  unsigned int size = 77;
+
+  EXPECT_EQ(handler->dspIfSetXauiPacketSize(1500), 1U);
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), 1U);
+
+  EXPECT_EQ(size, 77U);
+  EXPECT_THAT(
+      traceLines(),
+      ElementsAre(
+          Line{1, "dspIfSetXauiPacketSize", ": XauiPacketSizeDriver not bound"},
+          Line{1, "dspIfGetXauiPacketSize", "XauiPacketSizeDriver not bound"}));
+}
+
+TEST_F(XauiDriverBindingTest, NullOperationPointerIsAFailureNeverCalled) {
+  bindChannel(1);
+  CDriver_Interface& record = *driver(kXaui).record();
+  record.write = nullptr;
+  record.read = nullptr;
+  unsigned int size = 77;
+
+  EXPECT_EQ(handler->dspIfSetXauiPacketSize(1500), 1U);
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), 1U);
+
+  EXPECT_EQ(size, 77U);
+  EXPECT_THAT(traceLines(),
+              ElementsAre(Line{1, "dspIfSetXauiPacketSize",
+                               ": Failed to write to XauiPacketSizeDriver"},
+                          Line{1, "dspIfGetXauiPacketSize",
+                               "Failed to read from XauiPacketSizeDriver"}));
+}
+
+}  // namespace
