@@ -20,9 +20,12 @@
 
 namespace {
 
+using testsupport::channel;
 using testsupport::channelDriver;
+using testsupport::kDsp1;
 using testsupport::kDspRate;
-using testsupport::kFecType;
+using testsupport::kFec1;
+using testsupport::kIdle1;
 using testsupport::kIdleRate;
 using testsupport::kXaui;
 using testsupport::portId;
@@ -32,20 +35,13 @@ using HccdPortId = ITrafHandler::HccdPortId;
 constexpr std::uint32_t kPhaseFailure = 0x8000;
 constexpr std::uint32_t kSentinel = 0xC0FFEEU;
 
-const std::string kFec1 = channelDriver(1, kFecType);
-const std::string kDsp1 = channelDriver(1, kDspRate);
-const std::string kIdle1 = channelDriver(1, kIdleRate);
-const std::vector<std::string> kDriverNames = {kFec1,
-                                               kDsp1,
-                                               kIdle1,
-                                               channelDriver(2, kFecType),
-                                               channelDriver(2, kDspRate),
-                                               channelDriver(2, kIdleRate),
-                                               kXaui};
-
-RadioChannel channel(std::uint32_t value) {
-  return static_cast<RadioChannel>(value);
-}
+const char* const kDriverNames[] = {kFec1,
+                                    kDsp1,
+                                    kIdle1,
+                                    testsupport::kFec2,
+                                    testsupport::kDsp2,
+                                    testsupport::kIdle2,
+                                    kXaui};
 
 standin::FakeDriver& fake(const std::string& name) {
   return standin::FakeDriverLayer::instance().driver(name);
@@ -127,7 +123,7 @@ class BadInputTest
   void addPlatform(const std::string& missingDriver = "") {
     standin::FakeDriverLayer::instance().reset();
     std::uint32_t value = 100;
-    for (const std::string& name : kDriverNames) {
+    for (const char* name : kDriverNames) {
       if (name != missingDriver) {
         fake(name).setValue(++value);
         m_operations = *fake(name).record();
@@ -148,7 +144,7 @@ class BadInputTest
   // Puts back every driver's operations and success answers, and the frame
   // formats, without binding anything anew.
   void healPlatform() {
-    for (const std::string& name : kDriverNames) {
+    for (const char* name : kDriverNames) {
       standin::FakeDriver& driver = fake(name);
       driver.setWriteStatus(0);
       driver.setReadStatus(0);
@@ -188,7 +184,7 @@ class BadInputTest
   std::size_t driverCalls() const {
     std::size_t calls =
         standin::FakeDriverLayer::instance().requestedNames().size();
-    for (const std::string& name : kDriverNames) {
+    for (const char* name : kDriverNames) {
       calls += fake(name).callCount();
     }
     return calls;
@@ -196,7 +192,7 @@ class BadInputTest
 
   void forgetEverything() {
     forgetHistory();
-    for (const std::string& name : kDriverNames) {
+    for (const char* name : kDriverNames) {
       fake(name).clearCalls();
     }
     client1.calls.clear();
@@ -596,7 +592,7 @@ std::vector<BadInputCase> platformCases() {
           kPhaseFailure, 1)
           .given(loadingWithoutFrameFormat, startUpNewHandler),
   };
-  const std::pair<const char*, std::string> refused[] = {
+  const std::pair<const char*, const char*> refused[] = {
       {"FecType", kFec1}, {"DspRate", kDsp1}, {"IdleRate", kIdle1}};
   for (const auto& [label, name] : refused) {
     cases.push_back(bad(std::string("GetInterfaceFails_") + label,
