@@ -122,6 +122,13 @@ TEST(RecordingHccdPortCallbackTest, KeepsLengthAndPortIdOfAMessageWithoutData) {
                                        {}, 5U, ITrafHandler::HccdPortId_6}));
 }
 
+// Clients read this form in their failure messages.
+TEST(RecordingHccdPortCallbackTest, MessagePrintsItsPortLengthAndBytes) {
+  EXPECT_EQ(testing::PrintToString(ReceivedHccdMessage{
+                {1, 2, 3}, 3U, ITrafHandler::HccdPortId_14}),
+            "{portId 14, length 3, data [1 2 3]}");
+}
+
 TEST(RecordingHccdPortCallbackTest, WaitReportsMessagesThatHaveNotArrived) {
   RecordingHccdPortCallback recorder;
   unsigned char byte = 1;

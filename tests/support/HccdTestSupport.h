@@ -21,6 +21,11 @@ struct PortRow {
   std::uint32_t to;
 };
 
+// A channel of any value, valid or not.
+inline RadioChannel channel(std::uint32_t value) {
+  return static_cast<RadioChannel>(value);
+}
+
 // A port id of any value, valid or not.
 inline ITrafHandler::HccdPortId portId(std::uint32_t id) {
   return static_cast<ITrafHandler::HccdPortId>(id);

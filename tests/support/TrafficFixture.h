@@ -17,6 +17,12 @@ constexpr const char kFecType[] = ".traf.dsp.fec.type";
 constexpr const char kDspRate[] = ".traf.rla.taps.dsp.rate";
 constexpr const char kIdleRate[] = ".traf.rla.taps.idle.rate";
 constexpr const char kXaui[] = "common.traf.dsp.xaui.packet.size";
+constexpr const char kFec1[] = "channel.1.traf.dsp.fec.type";
+constexpr const char kDsp1[] = "channel.1.traf.rla.taps.dsp.rate";
+constexpr const char kIdle1[] = "channel.1.traf.rla.taps.idle.rate";
+constexpr const char kFec2[] = "channel.2.traf.dsp.fec.type";
+constexpr const char kDsp2[] = "channel.2.traf.rla.taps.dsp.rate";
+constexpr const char kIdle2[] = "channel.2.traf.rla.taps.idle.rate";
 
 // "channel." + channel + suffix.
 inline std::string channelDriver(unsigned channel, const char* suffix) {

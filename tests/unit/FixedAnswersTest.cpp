@@ -16,7 +16,7 @@ class FixedAnswersTest : public testsupport::TrafHandlerFixture {
 };
 
 const RadioChannel kChannels[] = {static_cast<RadioChannel>(0), RadioChannel_1,
-                                  RadioChannel_2,
+                                  static_cast<RadioChannel>(3), RadioChannel_2,
                                   static_cast<RadioChannel>(0xFFFFFFFFU)};
 
 TEST_F(FixedAnswersTest, NotCarriedOutOperationsAnswerTwo) {

@@ -14,12 +14,12 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testsupport::channelDriver;
 using testsupport::driverCalls;
+using testsupport::kFec1;
 using testsupport::kFecType;
 using testsupport::kXaui;
 using testsupport::Line;
 using testsupport::traceLines;
 
-constexpr const char kFec1[] = "channel.1.traf.dsp.fec.type";
 constexpr const char kPostLoad[] = "doOnPhasePostFrameformatLoad";
 
 class FrameFormatLoadTest : public testsupport::TrafficFixture {

@@ -22,10 +22,6 @@ using Call = FakeHccdHandler::Call;
 constexpr const char kRegister[] = "hccdControllerRegisterPort";
 constexpr const char kSend[] = "hccdControllerSendMessage";
 
-RadioChannel channelOf(std::uint32_t value) {
-  return static_cast<RadioChannel>(value);
-}
-
 std::string refusedText(unsigned channel, unsigned port) {
   return "ct " + std::to_string(channel) + ": PortId " + std::to_string(port) +
          " already registered or channel not allowed";
@@ -44,8 +40,8 @@ class HccdPortTest : public testsupport::TrafHandlerFixture {
   }
 
   std::uint32_t registerPort(std::uint32_t channel, std::uint32_t port) {
-    return handler->hccdControllerRegisterPort(channelOf(channel), portId(port),
-                                               &callback);
+    return handler->hccdControllerRegisterPort(testsupport::channel(channel),
+                                               portId(port), &callback);
   }
 
   // The registration list as (channel, port id, callback) triples.
@@ -204,7 +200,7 @@ TEST_P(SendTableTest, SendsOnTheTablesPortIndexOfTheChannelsCt) {
     forgetHistory();
 
     const std::uint32_t result = handler->hccdControllerSendMessage(
-        channelOf(channel), portId(row.from), data, sizeof data);
+        testsupport::channel(channel), portId(row.from), data, sizeof data);
 
     if (row.to == kNoPort) {
       EXPECT_EQ(result, 1U);
@@ -277,10 +273,10 @@ TEST_P(RefusedSendTest, FailsWithItsTextAndSendsNothing) {
   forgetHistory();
   unsigned char data[] = {1, 2};
 
-  EXPECT_EQ(
-      handler->hccdControllerSendMessage(channelOf(c.channel), portId(c.port),
-                                         c.nullData ? nullptr : data, c.length),
-      1U);
+  EXPECT_EQ(handler->hccdControllerSendMessage(
+                testsupport::channel(c.channel), portId(c.port),
+                c.nullData ? nullptr : data, c.length),
+            1U);
 
   EXPECT_THAT(hccd.calls(), IsEmpty());
   EXPECT_THAT(traceLines(), ElementsAre(Line{1, kSend, c.text}));

@@ -15,12 +15,12 @@ using testsupport::traceLines;
 
 class ModuleInitTest : public testsupport::TrafficFixture {};
 
-constexpr const char kFec1[] = "channel.1.traf.dsp.fec.type";
-constexpr const char kDsp1[] = "channel.1.traf.rla.taps.dsp.rate";
-constexpr const char kIdle1[] = "channel.1.traf.rla.taps.idle.rate";
-constexpr const char kFec2[] = "channel.2.traf.dsp.fec.type";
-constexpr const char kDsp2[] = "channel.2.traf.rla.taps.dsp.rate";
-constexpr const char kIdle2[] = "channel.2.traf.rla.taps.idle.rate";
+using testsupport::kDsp1;
+using testsupport::kDsp2;
+using testsupport::kFec1;
+using testsupport::kFec2;
+using testsupport::kIdle1;
+using testsupport::kIdle2;
 
 TEST_F(ModuleInitTest, FirstChannelRequestsItsDriversThenTheCommonOne) {
   addDrivers(1);

@@ -9,11 +9,10 @@ namespace {
 using standin::FakeDriver;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testsupport::kDsp1;
+using testsupport::kIdle1;
 using testsupport::Line;
 using testsupport::traceLines;
-
-constexpr const char kDsp1[] = "channel.1.traf.rla.taps.dsp.rate";
-constexpr const char kIdle1[] = "channel.1.traf.rla.taps.idle.rate";
 
 // One driver's answer to a read.
 struct Read {
