@@ -10,6 +10,7 @@
 #
 #   cmake -DOVT_BUILD_DIR=... -DOVT_WORK_DIR=... -DOVT_EXAMPLE_DIR=...
 #         -DOVT_LIBDIR=lib -DOVT_CTEST_COMMAND=... -DOVT_GENERATOR=... [-DOVT_MAKE_PROGRAM=...] [-DOVT_CXX_COMPILER=...]
+#         [-DOVT_SANITIZE=address,undefined]
 #         [-DOVT_BUILD_TYPE=...] [-DOVT_CROSSCOMPILING=ON
 #         -DOVT_TOOLCHAIN_FILE=... -DOVT_EMULATOR=... -DOVT_GTEST_DIR=...
 #         -DOVT_GOOGLETEST_SOURCE_DIR=...] -P BuildInstalledExample.cmake
@@ -66,6 +67,15 @@ else()
   if(OVT_CXX_COMPILER)
     list(APPEND configure_arguments "-DCMAKE_CXX_COMPILER=${OVT_CXX_COMPILER}")
   endif()
+endif()
+# A sanitized build installs sanitized libraries: the example must carry the
+# same runtime, which has to come first in the program.
+if(OVT_SANITIZE)
+  set(sanitize_flag "-fsanitize=${OVT_SANITIZE}")
+  list(APPEND configure_arguments
+    "-DCMAKE_CXX_FLAGS=${sanitize_flag}"
+    "-DCMAKE_EXE_LINKER_FLAGS=${sanitize_flag}"
+    "-DCMAKE_SHARED_LINKER_FLAGS=${sanitize_flag}")
 endif()
 
 ovt_run("${CMAKE_COMMAND}" --install "${OVT_BUILD_DIR}" --prefix "${prefix}")
