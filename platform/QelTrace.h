@@ -59,11 +59,15 @@ class QelTrace {
 
   const char* name() const { return m_name; }
 
+  // The facility's own state of this object.
+  struct State;
+
  private:
   const char* m_name;
   // What the board's facility prints in front of each line; the host
   // stand-in records every header whole and never reads it.
   [[maybe_unused]] QelTraceHdrOption m_option;
+  State* m_state;
 };
 
 #endif  // PLATFORM_QELTRACE_H

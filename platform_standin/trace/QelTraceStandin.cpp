@@ -8,16 +8,20 @@
 
 #include "TraceControl.h"
 
-namespace standin {
-namespace {
-
-struct ObjectState {
+// The levels and counters of one trace object name, shared by every object
+// of that name and by the control calls. Never freed.
+struct QelTrace::State {
   std::atomic<std::uint32_t> enabledMask{0};
   std::atomic<bool> overridden{false};
   std::uint32_t constructorMask = 0;
   std::atomic<std::uint64_t> isEnabledCalls{0};
   std::atomic<std::uint64_t> logCalls{0};
 };
+
+namespace standin {
+namespace {
+
+using ObjectState = QelTrace::State;
 
 std::uint32_t maskUpTo(std::uint32_t level) {
   return level >= 31 ? 0xFFFFFFFFU : ((1U << (level + 1)) - 2U);
@@ -154,10 +158,11 @@ void TraceControl::setPrinter(std::function<void(const TraceRecord&)> printer) {
 
 QelTrace::QelTrace(const char* name, QelTraceLevel level,
                    QelTraceHdrOption option)
-    : m_name(name), m_option(option) {
+    : m_name(name), m_option(option), m_state(nullptr) {
   standin::Registry& reg = standin::registry();
   const std::lock_guard<std::mutex> lock(reg.mutex);
   standin::ObjectState& state = reg.state(name);
+  m_state = &state;
   state.constructorMask = standin::maskUpTo(level);
   if (!state.overridden.load()) {
     state.enabledMask.store(state.constructorMask);
@@ -167,9 +172,9 @@ QelTrace::QelTrace(const char* name, QelTraceLevel level,
 QelTrace::~QelTrace() = default;
 
 bool QelTrace::isEnabled(QelTraceLevel level) const {
-  // Looked up by name on every call so that control calls made before this
-  // object existed apply; the registry's entries are never removed.
-  standin::ObjectState& state = standin::stateOf(m_name);
+  // The state is shared with the control calls by name, so levels set before
+  // or after this object was created apply alike; no lookup on this path.
+  State& state = *m_state;
   state.isEnabledCalls.fetch_add(1, std::memory_order_relaxed);
   return (state.enabledMask.load(std::memory_order_relaxed) &
           (1U << (level & 31U))) != 0;
