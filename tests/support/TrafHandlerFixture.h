@@ -60,6 +60,23 @@ inline std::vector<Line> traceLines(unsigned level) {
   return lines;
 }
 
+constexpr const char kFecType[] = ".traf.dsp.fec.type";
+constexpr const char kDspRate[] = ".traf.rla.taps.dsp.rate";
+constexpr const char kIdleRate[] = ".traf.rla.taps.idle.rate";
+constexpr const char kXaui[] = "common.traf.dsp.xaui.packet.size";
+
+// "channel." + channel + suffix.
+inline std::string channelDriver(unsigned channel, const char* suffix) {
+  return "channel." + std::to_string(channel) + suffix;
+}
+
+// The three drivers of `channel` and the XAUI driver, in the order module
+// initialisation requests them.
+inline std::vector<std::string> channelDriverNames(unsigned channel) {
+  return {channelDriver(channel, kFecType), channelDriver(channel, kDspRate),
+          channelDriver(channel, kIdleRate), kXaui};
+}
+
 inline void resetPlatform() {
   standin::TraceControl::resetLevels();
   standin::TraceControl::setThreshold(kTraceObject, 6);
@@ -77,12 +94,9 @@ class TrafHandlerFixture : public ::testing::Test {
 
   // Adds the three drivers of `channel` and the XAUI driver.
   static void addDrivers(unsigned channel) {
-    auto& layer = standin::FakeDriverLayer::instance();
-    const std::string prefix = "channel." + std::to_string(channel);
-    (void)layer.driver(prefix + ".traf.dsp.fec.type");
-    (void)layer.driver(prefix + ".traf.rla.taps.dsp.rate");
-    (void)layer.driver(prefix + ".traf.rla.taps.idle.rate");
-    (void)layer.driver("common.traf.dsp.xaui.packet.size");
+    for (const std::string& name : channelDriverNames(channel)) {
+      (void)driver(name);
+    }
   }
 
   static standin::FakeDriver& driver(const std::string& name) {

@@ -13,21 +13,12 @@
 
 namespace testsupport {
 
-constexpr const char kFecType[] = ".traf.dsp.fec.type";
-constexpr const char kDspRate[] = ".traf.rla.taps.dsp.rate";
-constexpr const char kIdleRate[] = ".traf.rla.taps.idle.rate";
-constexpr const char kXaui[] = "common.traf.dsp.xaui.packet.size";
 constexpr const char kFec1[] = "channel.1.traf.dsp.fec.type";
 constexpr const char kDsp1[] = "channel.1.traf.rla.taps.dsp.rate";
 constexpr const char kIdle1[] = "channel.1.traf.rla.taps.idle.rate";
 constexpr const char kFec2[] = "channel.2.traf.dsp.fec.type";
 constexpr const char kDsp2[] = "channel.2.traf.rla.taps.dsp.rate";
 constexpr const char kIdle2[] = "channel.2.traf.rla.taps.idle.rate";
-
-// "channel." + channel + suffix.
-inline std::string channelDriver(unsigned channel, const char* suffix) {
-  return "channel." + std::to_string(channel) + suffix;
-}
 
 // A driver that the layer answers with success but without a record, so the
 // member it is bound into stays null.
@@ -59,9 +50,7 @@ class TrafficFixture : public TrafHandlerFixture {
   // channel's frame-format object.
   void bindChannel(unsigned channel, const std::string& withoutRecord = "",
                    bool withFrameFormat = true) {
-    for (const std::string& name :
-         {channelDriver(channel, kFecType), channelDriver(channel, kDspRate),
-          channelDriver(channel, kIdleRate), std::string(kXaui)}) {
+    for (const std::string& name : channelDriverNames(channel)) {
       if (name == withoutRecord) {
         answerWithoutRecord(name);
       } else {
