@@ -11,13 +11,15 @@ build: deps
 	cmake --preset host
 	cmake --build --preset host
 
-# Builds only what it runs (the module, the stand-in platform, the simulator),
-# quietly: configure's progress goes to build/configure-host.log (errors still
-# reach the terminal) and ninja shows only the output of a failing step.
+# Builds only what it runs (the module, the stand-in platform, the simulator)
+# and says so in one line: configure's progress goes to
+# build/configure-host.log (its errors still reach the terminal), the build's
+# output is shown only when it fails.
 run: deps
+	@echo "make run: building trafsim, the module and the stand-in platform in build/host/"
 	@mkdir -p build
 	@[ -f build/host/build.ninja ] || cmake --preset host > build/configure-host.log
-	@cmake --build --preset host --target trafsim -- --quiet
+	@out=$$(cmake --build --preset host --target trafsim 2>&1) || { printf '%s\n' "$$out"; exit 1; }
 	@./build/host/simulator/trafsim
 
 test: build
