@@ -6,6 +6,7 @@
 // Runs every benchmark with repetitions in random interleaving (other work on
 // the machine then spreads over all of them) and compares medians of CPU time.
 #include <benchmark/benchmark.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <map>
@@ -108,6 +109,8 @@ BENCHMARK(mutexReadAndVirtualCall);
 // benchmark for the ratios.
 class MedianKeeper : public benchmark::ConsoleReporter {
  public:
+  using ConsoleReporter::ConsoleReporter;
+
   void ReportRuns(const std::vector<Run>& reports) override {
     ConsoleReporter::ReportRuns(reports);
     for (const Run& run : reports) {
@@ -158,7 +161,10 @@ int main(int argc, char** argv) {
   if (benchmark::ReportUnrecognizedArguments(count, args.data())) {
     return 1;
   }
-  MedianKeeper reporter;
+  // Colour only for a terminal: a file or a pipe gets plain text.
+  MedianKeeper reporter(isatty(STDOUT_FILENO) != 0
+                            ? benchmark::ConsoleReporter::OO_ColorTabular
+                            : benchmark::ConsoleReporter::OO_Tabular);
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
 

@@ -6,7 +6,7 @@
 #
 # Branches that the compiler adds for exception unwinding (every call that
 # may throw, std::bad_alloc included) and branches on lines without source
-# code are left out; README.md, "Coverage", says why.
+# code are left out; docs/hardening.md, "Coverage", says why.
 #
 # Usage: tools/coverage.sh   (report in build/coverage/coverage/index.html)
 set -euo pipefail
