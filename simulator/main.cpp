@@ -2,10 +2,14 @@
 // scenario against it.
 //
 // Exit status: 0 when every expectation held, 1 when one failed (each named
-// by file and line), 2 when the command line or the scenario file was
-// refused before anything ran.
+// by file and line), 2 when the command line, the scenario file, the library
+// or the sequence file was refused before anything ran.
 #include <CLI/CLI.hpp>
 
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -14,6 +18,7 @@
 #include "BuiltinScenario.h"
 #include "Clients.h"
 #include "Console.h"
+#include "ModuleLoader.h"
 #include "ScenarioParser.h"
 #include "ScenarioRunner.h"
 #include "Sequence.h"
@@ -23,6 +28,9 @@
 
 #ifndef TRAFSIM_DEFAULT_LIBRARY
 #define TRAFSIM_DEFAULT_LIBRARY "libOvtTrafHandler.so"
+#endif
+#ifndef TRAFSIM_VERSION
+#define TRAFSIM_VERSION "unknown"
 #endif
 
 namespace {
@@ -36,30 +44,40 @@ struct Options {
   unsigned int traceLevel = 6;
   bool quiet = false;
   std::string sequenceFile;
+  bool steps = false;
+  bool version = false;
 };
 
-bool readScenario(const Options& options, std::string& name,
-                  std::string& text) {
+// The scenario's name and text; false, saying why in `error`, when the file
+// cannot be read.
+bool readScenario(const Options& options, std::string& name, std::string& text,
+                  std::string& error) {
   if (options.scenarioFile.empty()) {
     name = trafsim::kBuiltinScenarioName;
     text = trafsim::kBuiltinScenarioText;
     return true;
   }
-  std::ifstream in(options.scenarioFile);
+  name = options.scenarioFile;
+  struct stat status {};
+  if (stat(name.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
+    error = "cannot read " + name + ": it is a directory";
+    return false;
+  }
+  std::ifstream in(name);
   if (!in) {
+    error = "cannot read " + name + ": " + std::strerror(errno);
     return false;
   }
   std::ostringstream content;
   content << in.rdbuf();
-  name = options.scenarioFile;
   text = content.str();
   return true;
 }
 
 // A file name ending in ".md" gets the diagram as a Markdown code block,
 // which Markdown viewers draw; any other gets plain Mermaid.
-bool writeSequence(const std::string& file, const trafsim::Sequence& sequence) {
-  std::ofstream out(file);
+bool writeSequence(std::ofstream& out, const std::string& file,
+                   const trafsim::Sequence& sequence) {
   const bool markdown =
       file.size() > 3 && file.compare(file.size() - 3, 3, ".md") == 0;
   if (markdown) {
@@ -72,10 +90,13 @@ bool writeSequence(const std::string& file, const trafsim::Sequence& sequence) {
   return static_cast<bool>(out);
 }
 
-int run(const Options& options, const trafsim::Scenario& scenario) {
+int run(const Options& options, const std::string& name,
+        const trafsim::Scenario& scenario, std::ofstream& sequenceOut) {
   trafsim::Sequence sequence;
   trafsim::Summary summary;
   trafsim::Console console(std::cout, std::cerr, options.quiet);
+  console.text("Scenario " + name +
+               (options.scenarioFile.empty() ? " (built-in scenario)" : ""));
   standin::TraceControl::setThreshold("OVT.TRAF", options.traceLevel);
   {
     trafsim::SimPlatform platform(sequence);
@@ -90,7 +111,7 @@ int run(const Options& options, const trafsim::Scenario& scenario) {
   }
   summary.printVerdict(std::cout);
   if (!options.sequenceFile.empty() &&
-      !writeSequence(options.sequenceFile, sequence)) {
+      !writeSequence(sequenceOut, options.sequenceFile, sequence)) {
     console.error("cannot write " + options.sequenceFile);
     return kExitFailed;
   }
@@ -117,29 +138,60 @@ int runMain(int argc, char** argv) {
   app.add_option("-s,--sequence", options.sequenceFile,
                  "Write the run as a Mermaid sequence diagram to this file "
                  "(a Markdown code block when it ends in .md)");
+  app.add_flag("--steps", options.steps,
+               "Print the scenario language's steps and exit");
+  app.add_flag("-V,--version", options.version,
+               "Print the version and the library's file and SONAME, and exit");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kExitRefused;
   }
 
+  if (options.steps) {
+    trafsim::writeStepReference(std::cout);
+    return 0;
+  }
+  trafsim::LibraryIdentity library;
+  std::string error;
+  if (!trafsim::identifyLibrary(options.libraryPath, library, error)) {
+    std::cerr << "trafsim: cannot load " << options.libraryPath << ": " << error
+              << '\n';
+    return kExitRefused;
+  }
+  if (options.version) {
+    std::cout << "trafsim " << TRAFSIM_VERSION << "\nlibrary " << library.file
+              << "\nSONAME " << library.soname << '\n';
+    return 0;
+  }
   std::string name;
   std::string text;
-  if (!readScenario(options, name, text)) {
-    std::cerr << "trafsim: cannot read " << options.scenarioFile << '\n';
+  if (!readScenario(options, name, text, error)) {
+    std::cerr << "trafsim: " << error << '\n';
     return kExitRefused;
   }
   trafsim::Scenario scenario;
   const std::vector<trafsim::ParseError> errors =
       trafsim::parseScenario(name, text, scenario);
   if (!errors.empty()) {
-    for (const trafsim::ParseError& error : errors) {
-      std::cerr << error.toString() << '\n';
+    for (const trafsim::ParseError& parseError : errors) {
+      std::cerr << parseError.toString() << '\n';
     }
     std::cerr << "trafsim: " << name << " refused, nothing was run\n";
     return kExitRefused;
   }
-  return run(options, scenario);
+  // Opened now so that a sequence that cannot be written stops the run
+  // before it starts.
+  std::ofstream sequenceOut;
+  if (!options.sequenceFile.empty()) {
+    sequenceOut.open(options.sequenceFile);
+    if (!sequenceOut) {
+      std::cerr << "trafsim: cannot write " << options.sequenceFile << ": "
+                << std::strerror(errno) << '\n';
+      return kExitRefused;
+    }
+  }
+  return run(options, name, scenario, sequenceOut);
 }
 
 }  // namespace

@@ -19,36 +19,17 @@
 
 namespace standin {
 
-// The phase callbacks of `ModuleInterface`, in the order of their slots.
+// The phase callbacks of `ModuleInterface`, in the order of their slots
+// (Phases.def).
 enum class Phase {
-  Activation,
-  RegisterStorageObjects,
-  ModuleInit,
-  StorageObjectsRetrieved,
-  PostFrameformatLoad,
-  EndFrameformatLoad,
-  RestartTickScheduler,
-  RegisterImTi,
-  WarmRestartWaitForHw,
-  WarmRestartInit,
-  WarmRestartWaitForSetInitCompleteRequest,
-  Start,
-  Stop,
-  FrameformatLoad,
-  PreFrameformatLoad,
-  SuppressErrors,
-  SetRadioChannelNearEndFinished,
-  PreRadioRestartCold,
-  PreRadioRestartWarm,
-  PostRadioRestartCold,
-  PostRadioRestartWarm,
-  DisableAlarmThread,
-  PreDspRecovery,
-  DspRecoveryReloadFw,
-  DspRecoveryReloadFf,
-  DspRecoveryReconfig,
-  PostDspRecovery,
-  EnableAlarmThread,
+#define OVT_PHASE(id, name) id,
+#include "Phases.def"
+};
+
+// Every phase, in the order of `Phase`.
+inline constexpr Phase kPhases[] = {
+#define OVT_PHASE(id, name) Phase::id,
+#include "Phases.def"
 };
 
 // The callback's name without "on", e.g. "ModuleInit"; null for no phase.

@@ -1,65 +1,23 @@
 #include "ModuleManager.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace standin {
 
-namespace {
-
-struct PhaseEntry {
-  Phase phase;
-  const char* name;
-};
-
-constexpr PhaseEntry kPhaseNames[] = {
-    {Phase::Activation, "PhaseActivation"},
-    {Phase::RegisterStorageObjects, "ModuleRegisterStorageObjects"},
-    {Phase::ModuleInit, "ModuleInit"},
-    {Phase::StorageObjectsRetrieved, "PhaseModuleStorageObjectsRetrieved"},
-    {Phase::PostFrameformatLoad, "PhasePostFrameformatLoad"},
-    {Phase::EndFrameformatLoad, "PhaseEndFrameformatLoad"},
-    {Phase::RestartTickScheduler, "PhaseRestartTickScheduler"},
-    {Phase::RegisterImTi, "ModuleRegisterImTi"},
-    {Phase::WarmRestartWaitForHw, "WarmRestartWaitForHw"},
-    {Phase::WarmRestartInit, "WarmRestartInit"},
-    {Phase::WarmRestartWaitForSetInitCompleteRequest,
-     "WarmRestartWaitForSetInitCompleteRequest"},
-    {Phase::Start, "PhaseStart"},
-    {Phase::Stop, "PhaseStop"},
-    {Phase::FrameformatLoad, "PhaseFrameformatLoad"},
-    {Phase::PreFrameformatLoad, "PhasePreFrameformatLoad"},
-    {Phase::SuppressErrors, "PhaseSuppressErrors"},
-    {Phase::SetRadioChannelNearEndFinished,
-     "PhaseSetRadioChannelNearEndFinished"},
-    {Phase::PreRadioRestartCold, "PhasePreRadioRestartCold"},
-    {Phase::PreRadioRestartWarm, "PhasePreRadioRestartWarm"},
-    {Phase::PostRadioRestartCold, "PhasePostRadioRestartCold"},
-    {Phase::PostRadioRestartWarm, "PhasePostRadioRestartWarm"},
-    {Phase::DisableAlarmThread, "PhaseDisableAlarmThread"},
-    {Phase::PreDspRecovery, "PhasePreDspRecovery"},
-    {Phase::DspRecoveryReloadFw, "PhaseDspRecoveryReloadFw"},
-    {Phase::DspRecoveryReloadFf, "PhaseDspRecoveryReloadFf"},
-    {Phase::DspRecoveryReconfig, "PhaseDspRecoveryReconfig"},
-    {Phase::PostDspRecovery, "PhasePostDspRecovery"},
-    {Phase::EnableAlarmThread, "PhaseEnableAlarmThread"},
-};
-
-}  // namespace
-
 const char* phaseName(Phase phase) {
-  for (const PhaseEntry& entry : kPhaseNames) {
-    if (entry.phase == phase) {
-      return entry.name;
-    }
+  switch (phase) {
+#define OVT_PHASE(id, name) \
+  case Phase::id:           \
+    return #name;
+#include "Phases.def"
   }
   return nullptr;
 }
 
 bool phaseFromName(const std::string& name, Phase& phase) {
-  for (const PhaseEntry& entry : kPhaseNames) {
-    if (name == entry.name) {
-      phase = entry.phase;
+  for (const Phase candidate : kPhases) {
+    if (name == phaseName(candidate)) {
+      phase = candidate;
       return true;
     }
   }
@@ -89,62 +47,13 @@ ModuleInterface* ModuleManager::find(unsigned int moduleId) const {
 
 unsigned int ModuleManager::runPhase(ModuleInterface& module, Phase phase) {
   switch (phase) {
-    case Phase::Activation:
-      return module.onPhaseActivation(0, ECallbackPriority_Normal);
-    case Phase::RegisterStorageObjects:
-      return module.onModuleRegisterStorageObjects();
-    case Phase::ModuleInit:
-      return module.onModuleInit();
-    case Phase::StorageObjectsRetrieved:
-      return module.onPhaseModuleStorageObjectsRetrieved();
-    case Phase::PostFrameformatLoad:
-      return module.onPhasePostFrameformatLoad();
-    case Phase::EndFrameformatLoad:
-      return module.onPhaseEndFrameformatLoad();
-    case Phase::RestartTickScheduler:
-      return module.onPhaseRestartTickScheduler();
-    case Phase::RegisterImTi:
-      return module.onModuleRegisterImTi();
-    case Phase::WarmRestartWaitForHw:
-      return module.onWarmRestartWaitForHw();
-    case Phase::WarmRestartInit:
-      return module.onWarmRestartInit();
-    case Phase::WarmRestartWaitForSetInitCompleteRequest:
-      return module.onWarmRestartWaitForSetInitCompleteRequest();
-    case Phase::Start:
-      return module.onPhaseStart();
-    case Phase::Stop:
-      return module.onPhaseStop();
-    case Phase::FrameformatLoad:
-      return module.onPhaseFrameformatLoad();
-    case Phase::PreFrameformatLoad:
-      return module.onPhasePreFrameformatLoad();
-    case Phase::SuppressErrors:
-      return module.onPhaseSuppressErrors();
-    case Phase::SetRadioChannelNearEndFinished:
-      return module.onPhaseSetRadioChannelNearEndFinished();
-    case Phase::PreRadioRestartCold:
-      return module.onPhasePreRadioRestartCold();
-    case Phase::PreRadioRestartWarm:
-      return module.onPhasePreRadioRestartWarm();
-    case Phase::PostRadioRestartCold:
-      return module.onPhasePostRadioRestartCold();
-    case Phase::PostRadioRestartWarm:
-      return module.onPhasePostRadioRestartWarm();
-    case Phase::DisableAlarmThread:
-      return module.onPhaseDisableAlarmThread();
-    case Phase::PreDspRecovery:
-      return module.onPhasePreDspRecovery();
-    case Phase::DspRecoveryReloadFw:
-      return module.onPhaseDspRecoveryReloadFw();
-    case Phase::DspRecoveryReloadFf:
-      return module.onPhaseDspRecoveryReloadFf();
-    case Phase::DspRecoveryReconfig:
-      return module.onPhaseDspRecoveryReconfig();
-    case Phase::PostDspRecovery:
-      return module.onPhasePostDspRecovery();
-    case Phase::EnableAlarmThread:
-      return module.onPhaseEnableAlarmThread();
+#define OVT_PHASE_WITH_ARGUMENTS(id, name) \
+  case Phase::id:                          \
+    return module.on##name(0, ECallbackPriority_Normal);
+#define OVT_PHASE(id, name) \
+  case Phase::id:           \
+    return module.on##name();
+#include "Phases.def"
   }
   return 0;
 }
@@ -241,35 +150,8 @@ unsigned int ModuleInterface::onPhaseActivation(
   return 0;
 }
 
-#define STANDIN_DEFAULT_PHASE(callback) \
-  unsigned int ModuleInterface::callback() { return 0; }
-
-STANDIN_DEFAULT_PHASE(onModuleRegisterStorageObjects)
-STANDIN_DEFAULT_PHASE(onModuleInit)
-STANDIN_DEFAULT_PHASE(onPhaseModuleStorageObjectsRetrieved)
-STANDIN_DEFAULT_PHASE(onPhasePostFrameformatLoad)
-STANDIN_DEFAULT_PHASE(onPhaseEndFrameformatLoad)
-STANDIN_DEFAULT_PHASE(onPhaseRestartTickScheduler)
-STANDIN_DEFAULT_PHASE(onModuleRegisterImTi)
-STANDIN_DEFAULT_PHASE(onWarmRestartWaitForHw)
-STANDIN_DEFAULT_PHASE(onWarmRestartInit)
-STANDIN_DEFAULT_PHASE(onWarmRestartWaitForSetInitCompleteRequest)
-STANDIN_DEFAULT_PHASE(onPhaseStart)
-STANDIN_DEFAULT_PHASE(onPhaseStop)
-STANDIN_DEFAULT_PHASE(onPhaseFrameformatLoad)
-STANDIN_DEFAULT_PHASE(onPhasePreFrameformatLoad)
-STANDIN_DEFAULT_PHASE(onPhaseSuppressErrors)
-STANDIN_DEFAULT_PHASE(onPhaseSetRadioChannelNearEndFinished)
-STANDIN_DEFAULT_PHASE(onPhasePreRadioRestartCold)
-STANDIN_DEFAULT_PHASE(onPhasePreRadioRestartWarm)
-STANDIN_DEFAULT_PHASE(onPhasePostRadioRestartCold)
-STANDIN_DEFAULT_PHASE(onPhasePostRadioRestartWarm)
-STANDIN_DEFAULT_PHASE(onPhaseDisableAlarmThread)
-STANDIN_DEFAULT_PHASE(onPhasePreDspRecovery)
-STANDIN_DEFAULT_PHASE(onPhaseDspRecoveryReloadFw)
-STANDIN_DEFAULT_PHASE(onPhaseDspRecoveryReloadFf)
-STANDIN_DEFAULT_PHASE(onPhaseDspRecoveryReconfig)
-STANDIN_DEFAULT_PHASE(onPhasePostDspRecovery)
-STANDIN_DEFAULT_PHASE(onPhaseEnableAlarmThread)
-
-#undef STANDIN_DEFAULT_PHASE
+// Every other phase does nothing unless the module object overrides it.
+#define OVT_PHASE_WITH_ARGUMENTS(id, name)
+#define OVT_PHASE(id, name) \
+  unsigned int ModuleInterface::on##name() { return 0; }
+#include "Phases.def"

@@ -8,98 +8,11 @@
 #include <tuple>
 
 #include "ModuleManager.h"
-#include "SimPlatform.h"
+#include "NodeFacts.h"
 
 namespace trafsim {
 
 namespace {
-
-enum class ResultKind { None, Status, Count, Bool };
-
-// One form of a step. `usage` is the form as the README shows it: literal
-// words, choices "a|b", and placeholders "<kind>"; `outputs` names the
-// outputs its result may state ("" for none).
-struct Pattern {
-  const char* usage;
-  Command command;
-  ResultKind result;
-  const char* outputs;
-};
-
-constexpr Pattern kPatterns[] = {
-    {"load", Command::Load, ResultKind::None, ""},
-    {"unload", Command::Unload, ResultKind::None, ""},
-    {"getInstance <count>", Command::GetInstance, ResultKind::None, ""},
-    {"initialize", Command::Initialize, ResultKind::Status, ""},
-    {"deinitialize", Command::Deinitialize, ResultKind::None, ""},
-    {"registerPhases", Command::RegisterPhases, ResultKind::Status, ""},
-    {"startup <count>", Command::Startup, ResultKind::None, ""},
-    {"shutdown", Command::Shutdown, ResultKind::None, ""},
-    {"phase <phase>", Command::PhaseAll, ResultKind::Status, ""},
-    {"phase <phase> <channel>", Command::PhaseOne, ResultKind::Status, ""},
-    {"driver <driver> value <u32>", Command::DriverValue, ResultKind::None, ""},
-    {"driver <driver> get-status <i32>", Command::DriverGetStatus,
-     ResultKind::None, ""},
-    {"driver <driver> write-status <i32>", Command::DriverWriteStatus,
-     ResultKind::None, ""},
-    {"driver <driver> read-status <i32>", Command::DriverReadStatus,
-     ResultKind::None, ""},
-    {"driver <driver> read-stores always|on-success|never",
-     Command::DriverReadStores, ResultKind::None, ""},
-    {"driver <driver> no-write|no-read", Command::DriverMissingOperation,
-     ResultKind::None, ""},
-    {"registry <name> frame-format|foreign|null|missing", Command::Registry,
-     ResultKind::None, ""},
-    {"frame-format <channel> fec <i32> xaui <u32>", Command::FrameFormat,
-     ResultKind::None, ""},
-    {"hccd status <i32>", Command::HccdStatus, ResultKind::None, ""},
-    {"trace <threshold>", Command::TraceThreshold, ResultKind::None, ""},
-    {"trace <level> on|off", Command::TraceLevel, ResultKind::None, ""},
-    {"client <client> normal|throws|throws-unknown", Command::ClientBehaviour,
-     ResultKind::None, ""},
-    {"receive <ct> <index> <bytes>", Command::Receive, ResultKind::None, ""},
-    {"wait", Command::Wait, ResultKind::None, ""},
-    {"hccdControllerStartStop <channel> <action>", Command::StartStop,
-     ResultKind::Status, ""},
-    {"hccdControllerSendMessage <client> <channel> <port> <bytes>",
-     Command::SendMessage, ResultKind::Status, ""},
-    {"hccdControllerRegisterPort <client> <channel> <port>",
-     Command::RegisterPort, ResultKind::Status, ""},
-    {"mlmSetChannelStatus <channel> <action>", Command::SetChannelStatus,
-     ResultKind::Status, ""},
-    {"mlmGetAisRdi <channel>", Command::GetAisRdi, ResultKind::Status,
-     "ais rdi rdiRemote"},
-    {"rliForceUnlockInsertion <channel> <bool>", Command::ForceUnlockInsertion,
-     ResultKind::Status, ""},
-    {"rliResetI2C <channel>", Command::ResetI2C, ResultKind::Status, ""},
-    {"getNumberOfNativeRlChannel", Command::NumberOfNativeRlChannel,
-     ResultKind::Count, ""},
-    {"rlaGetRatesForTaps <channel>", Command::GetRatesForTaps,
-     ResultKind::Status, "dsp idle"},
-    {"isLinkUp <channel>", Command::IsLinkUp, ResultKind::Bool, ""},
-    {"dspIfGetXauiPacketSize", Command::GetXauiPacketSize, ResultKind::Status,
-     "size"},
-    {"dspIfSetXauiPacketSize <u32>", Command::SetXauiPacketSize,
-     ResultKind::Status, ""},
-    {"expect trace <matcher>", Command::ExpectTrace, ResultKind::None, ""},
-    {"expect no trace <matcher>", Command::ExpectNoTrace, ResultKind::None, ""},
-    {"expect got <client> <channel> <port> <u32>", Command::ExpectGot,
-     ResultKind::None, ""},
-    {"expect got <client> <channel> <port> <u32> last <data>",
-     Command::ExpectGot, ResultKind::None, ""},
-    {"expect driver <driver> value|writes|reads|requests <u32>",
-     Command::ExpectDriver, ResultKind::None, ""},
-    {"expect registry <name> present|absent", Command::ExpectRegistry,
-     ResultKind::None, ""},
-    {"expect service <ct> running|stopped", Command::ExpectService,
-     ResultKind::None, ""},
-    {"expect modules <u32>", Command::ExpectModules, ResultKind::None, ""},
-    {"expect binding <ct> <index> "
-     "hccDataReceivedCt1|hccDataReceivedCt2|none",
-     Command::ExpectBinding, ResultKind::None, ""},
-    {"expect sent|dropped|refused|delivered <channel> <port> <u32>",
-     Command::ExpectTraffic, ResultKind::None, ""},
-};
 
 // Outputs of mlmGetAisRdi are flags; all others are numbers.
 bool isFlagOutput(const std::string& name) {
@@ -121,6 +34,41 @@ std::vector<std::string> split(const std::string& text) {
     words.push_back(word);
   }
   return words;
+}
+
+// The number of single-character edits from `a` to `b`.
+std::size_t editDistance(const std::string& a, const std::string& b) {
+  std::vector<std::size_t> row(b.size() + 1);
+  for (std::size_t j = 0; j <= b.size(); ++j) {
+    row[j] = j;
+  }
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    std::size_t diagonal = row[0];
+    row[0] = i;
+    for (std::size_t j = 1; j <= b.size(); ++j) {
+      const std::size_t above = row[j];
+      row[j] = std::min({row[j] + 1, row[j - 1] + 1,
+                         diagonal + (a[i - 1] == b[j - 1] ? 0 : 1)});
+      diagonal = above;
+    }
+  }
+  return row[b.size()];
+}
+
+// `unknown` + " \"text\"", with the closest of `known` when one is close.
+std::string unknownName(const std::string& unknown, const std::string& text,
+                        const std::vector<std::string>& known) {
+  std::string error = "unknown " + unknown + " \"" + text + '"';
+  std::size_t best = text.size() / 3 + 2;
+  std::string closest;
+  for (const std::string& name : known) {
+    const std::size_t distance = editDistance(text, name);
+    if (distance < best) {
+      best = distance;
+      closest = name;
+    }
+  }
+  return closest.empty() ? error : error + " (did you mean " + closest + "?)";
 }
 
 bool isRest(const std::string& item) {
@@ -242,7 +190,7 @@ class LineParser {
     return true;
   }
 
-  bool result(const Pattern& pattern, const std::vector<Token>& tokens,
+  bool result(const StepRow& row, const std::vector<Token>& tokens,
               std::string& error);
 
  private:
@@ -324,18 +272,20 @@ bool LineParser::argument(const std::string& item, std::size_t i,
   if (item == "<phase>") {
     standin::Phase phase{};
     if (!standin::phaseFromName(text, phase)) {
-      error = "unknown phase \"" + text + '"';
+      std::vector<std::string> names;
+      for (const standin::Phase known : standin::kPhases) {
+        names.emplace_back(standin::phaseName(known));
+      }
+      error = unknownName("phase", text, names);
       return false;
     }
     m_step.words.push_back(text);
     return true;
   }
   if (item == "<driver>") {
-    const bool known =
-        std::any_of(std::begin(kDriverNames), std::end(kDriverNames),
-                    [&text](const char* name) { return text == name; });
-    if (!known) {
-      error = "unknown driver \"" + text + '"';
+    const std::vector<std::string> names = nodefacts::boardDriverNames();
+    if (std::find(names.begin(), names.end(), text) == names.end()) {
+      error = unknownName("driver", text, names);
       return false;
     }
     m_step.words.push_back(text);
@@ -448,9 +398,9 @@ bool LineParser::matcher(std::size_t from, std::string& error) {
   return true;
 }
 
-bool LineParser::result(const Pattern& pattern,
-                        const std::vector<Token>& tokens, std::string& error) {
-  if (pattern.result == ResultKind::None) {
+bool LineParser::result(const StepRow& row, const std::vector<Token>& tokens,
+                        std::string& error) {
+  if (row.result == ResultKind::None) {
     error = "this step has no result to state after =>";
     return false;
   }
@@ -458,22 +408,22 @@ bool LineParser::result(const Pattern& pattern,
     error = "nothing after =>";
     return false;
   }
-  ResultExpectation expected;
-  if (pattern.result == ResultKind::Bool) {
+  Outcome expected;
+  if (row.result == ResultKind::Bool) {
     if (!parseBool(tokens[0].text, expected.value, error)) {
       return false;
     }
   } else if (!parseNumber(tokens[0].text, 0, kU32Max, expected.value, error)) {
     return false;
   }
-  const std::vector<std::string> allowed = split(pattern.outputs);
+  const std::vector<std::string> allowed = split(row.outputs);
   for (std::size_t i = 1; i < tokens.size(); i += 2) {
     const std::string& name = tokens[i].text;
     if (std::find(allowed.begin(), allowed.end(), name) == allowed.end()) {
       error = allowed.empty()
                   ? "unexpected \"" + name + "\": this step has no outputs"
-                  : "unknown output \"" + name +
-                        "\" (outputs: " + pattern.outputs + ')';
+                  : "unknown output \"" + name + "\" (outputs: " + row.outputs +
+                        ')';
       return false;
     }
     if (i + 1 == tokens.size()) {
@@ -505,27 +455,31 @@ bool parseStep(const std::vector<Token>& tokens, Step& step,
   const std::vector<Token> call(tokens.begin(), arrow);
   const std::vector<Token> outcome(arrow == tokens.end() ? arrow : arrow + 1,
                                    tokens.end());
-  std::vector<const Pattern*> candidates;
-  for (const Pattern& pattern : kPatterns) {
-    if (!call.empty() && split(pattern.usage).front() == call.front().text) {
-      candidates.push_back(&pattern);
+  std::vector<const StepRow*> candidates;
+  std::vector<std::string> stepNames;
+  for (const StepRow& row : stepTable()) {
+    const std::string name = split(row.usage).front();
+    if (!call.empty() && name == call.front().text) {
+      candidates.push_back(&row);
     }
+    stepNames.push_back(name);
   }
   if (candidates.empty()) {
-    error = "unknown step \"" + (call.empty() ? "=>" : call.front().text) + '"';
+    error = call.empty() ? "unknown step \"=>\""
+                         : unknownName("step", call.front().text, stepNames);
     return false;
   }
-  for (const Pattern* pattern : candidates) {
-    const std::vector<std::string> usage = split(pattern->usage);
+  for (const StepRow* row : candidates) {
+    const std::vector<std::string> usage = split(row->usage);
     if (!fits(usage, call)) {
       continue;
     }
-    step.command = pattern->command;
+    step.row = row;
     LineParser parser(call, step);
     if (!parser.arguments(usage, error)) {
       return false;
     }
-    return arrow == tokens.end() || parser.result(*pattern, outcome, error);
+    return arrow == tokens.end() || parser.result(*row, outcome, error);
   }
   error = "expected ";
   for (std::size_t i = 0; i < candidates.size(); ++i) {
@@ -539,10 +493,11 @@ bool parseStep(const std::vector<Token>& tokens, Step& step,
 void checkCallbacks(const Scenario& scenario, std::vector<ParseError>& errors) {
   std::set<std::tuple<std::string, std::int64_t, std::int64_t>> registered;
   for (const Step& step : scenario.steps) {
-    if (step.command == Command::RegisterPort) {
+    const std::string usage = step.row->usage;
+    if (usage.rfind("hccdControllerRegisterPort", 0) == 0) {
       registered.emplace(step.words[0], step.numbers[0], step.numbers[1]);
     }
-    if (step.command == Command::ExpectGot &&
+    if (usage.rfind("expect got", 0) == 0 &&
         registered.count({step.words[0], step.numbers[0], step.numbers[1]}) ==
             0) {
       errors.push_back({step.file, step.line,
@@ -589,6 +544,9 @@ std::vector<ParseError> parseScenario(const std::string& file,
     scenario.steps.push_back(std::move(step));
   }
   checkCallbacks(scenario, errors);
+  if (errors.empty() && scenario.steps.empty()) {
+    errors.push_back({file, number, "the scenario has no steps"});
+  }
   std::stable_sort(
       errors.begin(), errors.end(),
       [](const ParseError& a, const ParseError& b) { return a.line < b.line; });

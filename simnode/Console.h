@@ -28,6 +28,8 @@ class Console {
   void detail(const std::string& text);
   // One trace line; `transport` marks lines emitted on the transport thread.
   void trace(const standin::TraceRecord& record, bool transport);
+  // A met expectation: "ok" under its step.
+  void met();
   // A failed expectation, as it happens.
   void failure(const std::string& where, const std::string& text);
   // Printed quiet or not, on the error stream.

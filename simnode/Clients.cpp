@@ -3,9 +3,13 @@
 #include <stdexcept>
 #include <utility>
 
+#include "testing/RecordingHccdPortCallback.h"
+
 namespace trafsim {
 
-class Clients::PortCallback : public ITrafHandler::HccdPortCallback {
+// The shipped recording callback, as a client of the scenario behaves.
+class Clients::PortCallback
+    : public trafhandler_testing::RecordingHccdPortCallback {
  public:
   PortCallback(Clients& clients, std::string client, std::uint32_t channel,
                std::uint32_t portId)
@@ -16,20 +20,12 @@ class Clients::PortCallback : public ITrafHandler::HccdPortCallback {
 
   void onHccdDataReceived(unsigned char* data, unsigned int length,
                           const ITrafHandler::HccdPortId& portId) override {
-    const auto id = static_cast<std::uint32_t>(portId);
-    const std::string call = "onHccdDataReceived(portId " + std::to_string(id) +
+    const std::string call = "onHccdDataReceived(portId " +
+                             std::to_string(static_cast<unsigned>(portId)) +
                              ", " + byteCount(length) + ')';
     m_clients.m_sequence.callClient(m_client, call);
     m_clients.m_console.detail("[transport] client " + m_client + ": " + call);
-    {
-      const std::lock_guard<std::mutex> lock(m_mutex);
-      ++m_received.calls;
-      m_received.last.assign(data, data == nullptr ? data : data + length);
-      m_received.lastPortId = id;
-      if (id != m_portId) {
-        ++m_received.wrongPortIds;
-      }
-    }
+    RecordingHccdPortCallback::onHccdDataReceived(data, length, portId);
     m_clients.m_summary.count(Traffic::Delivered, m_channel, m_portId);
     switch (m_clients.behaviour(m_client)) {
       case Behaviour::Normal:
@@ -43,8 +39,16 @@ class Clients::PortCallback : public ITrafHandler::HccdPortCallback {
   }
 
   Received received() const {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_received;
+    Received received;
+    for (const auto& message : messages()) {
+      ++received.calls;
+      received.last = message.data;
+      received.lastPortId = static_cast<std::uint32_t>(message.portId);
+      if (received.lastPortId != m_portId) {
+        ++received.wrongPortIds;
+      }
+    }
+    return received;
   }
 
  private:
@@ -52,8 +56,6 @@ class Clients::PortCallback : public ITrafHandler::HccdPortCallback {
   const std::string m_client;
   const std::uint32_t m_channel;
   const std::uint32_t m_portId;
-  mutable std::mutex m_mutex;
-  Received m_received;
 };
 
 Clients::Clients(Sequence& sequence, Summary& summary, Console& console)

@@ -1,11 +1,11 @@
 // The client modules of a scenario: each registers callbacks for HCC-D
 // ports and records what they receive.
 //
-// A client gets one callback object per channel and port it registers; the
-// object counts its calls, keeps the last message and how it was called,
-// shows each call on the console, and behaves as its client is told: it returns
-// normally, throws a `std::runtime_error`, or throws something that is no
-// `std::exception`.
+// A client gets one callback object per channel and port it registers: the
+// client kit's `RecordingHccdPortCallback`, which also shows each call on the
+// console and in the sequence, counts it as delivered, and behaves as its
+// client is told: it returns normally, throws a `std::runtime_error`, or
+// throws something that is no `std::exception`.
 //
 // Thread-safety: callbacks run on the transport's thread; every member may
 // be called from any thread. Callback objects live as long as `Clients`.

@@ -27,12 +27,14 @@ void Console::trace(const standin::TraceRecord& record, bool transport) {
   m_out << line << '\n';
 }
 
+void Console::met() { text("    ok"); }
+
 void Console::failure(const std::string& where, const std::string& line) {
   if (m_quiet) {
     return;
   }
   const std::lock_guard<std::mutex> lock(m_mutex);
-  m_out << "FAILED " << where << ": " << line << '\n';
+  m_out << "    FAILED " << where << ": " << line << '\n';
 }
 
 void Console::error(const std::string& line) {

@@ -32,14 +32,6 @@
 
 namespace trafsim {
 
-// The drivers of the board, by the names the module asks for.
-inline constexpr const char* kDriverNames[] = {
-    "channel.1.traf.dsp.fec.type",       "channel.1.traf.rla.taps.dsp.rate",
-    "channel.1.traf.rla.taps.idle.rate", "channel.2.traf.dsp.fec.type",
-    "channel.2.traf.rla.taps.dsp.rate",  "channel.2.traf.rla.taps.idle.rate",
-    "common.traf.dsp.xaui.packet.size",
-};
-
 class SimPlatform {
  public:
   enum class RegistryEntry { FrameFormat, Foreign, Null, Missing };
@@ -68,7 +60,7 @@ class SimPlatform {
   void waitUntilDelivered();
   bool onTransportThread() const;
 
-  // One of the module's drivers (`kDriverNames`).
+  // One of the module's drivers (`nodefacts::boardDriverNames`).
   standin::FakeDriver& driver(const std::string& name);
   void setGetInterfaceStatus(const std::string& name, std::int32_t status);
   // Takes the write or read operation out of the driver's record.

@@ -13,8 +13,8 @@
 //
 // Thread-safety: one `run` at a time; the runner owns the trace printer
 // while it exists.
-#ifndef SIMULATOR_SCENARIORUNNER_H
-#define SIMULATOR_SCENARIORUNNER_H
+#ifndef SIMNODE_SCENARIORUNNER_H
+#define SIMNODE_SCENARIORUNNER_H
 
 #include <cstdint>
 #include <memory>
@@ -54,42 +54,32 @@ class ScenarioRunner {
   void run(const Scenario& scenario);
 
  private:
-  // What a call returned: its result and named outputs.
-  struct Outcome {
-    std::int64_t value = 0;
-    std::vector<std::pair<std::string, std::int64_t>> outputs;
-  };
+  // The steps, whose rows reach the runner's parts (Steps.cpp).
+  friend const std::vector<StepRow>& stepTable();
+  static const std::vector<StepRow>& table();
 
   void runStep(const Step& step);
-  bool perform(const Step& step, std::string& error);
   void finish();
 
-  // Lifecycle and platform steps (ScenarioRunner.cpp).
+  // Lifecycle and platform steps (ScenarioRunner.cpp); `check` says whether
+  // the step's "=> ..." is about this call.
   bool load(std::string& error);
   bool unload(std::string& error);
   bool getInstance(std::uint32_t numberOfChannels, std::string& error);
-  bool initialize(const Step& step, std::string& error);
+  bool initialize(const Step& step, bool check, std::string& error);
   bool deinitialize(std::string& error);
-  bool registerPhases(const Step& step, std::string& error);
+  bool registerPhases(const Step& step, bool check, std::string& error);
   bool runPhase(const Step& step, std::string& error);
   bool receive(const Step& step, std::string& error);
-  void setUpDriver(const Step& step);
 
-  // ITrafHandler operations (HandlerCalls.cpp).
+  // An operation of the handler as a client calls it (Steps.cpp).
   bool callHandler(const Step& step, std::string& error);
-  bool send(const Step& step, ITrafHandler& handler, std::string& error);
-  Outcome call(const Step& step, ITrafHandler& handler);
-  std::string clientOf(const Step& step) const;
-
-  // Expectations (Expectations.cpp).
-  bool check(const Step& step, std::string& error);
-  bool checkTrace(const Step& step, std::string& error);
-  bool checkGot(const Step& step, std::string& error);
-  bool checkDriver(const Step& step, std::string& error);
-  bool checkBinding(const Step& step, std::string& error);
+  bool send(const Step& step, std::string& error);
   // Compares `outcome` with the step's "=> ..." and shows it.
   bool expectOutcome(const Step& step, const Outcome& outcome,
                      std::string& error, const std::string& note = {});
+  // The trace lines since the last step that is no expectation.
+  std::vector<standin::TraceRecord> traceWindow();
 
   void traced(const standin::TraceRecord& record);
   bool needModule(std::string& error) const;
@@ -111,4 +101,4 @@ class ScenarioRunner {
 
 }  // namespace trafsim
 
-#endif  // SIMULATOR_SCENARIORUNNER_H
+#endif  // SIMNODE_SCENARIORUNNER_H

@@ -23,6 +23,31 @@ class TrafHandler;
 
 namespace trafsim {
 
+// The library's entries by symbol name, as the platform resolves them.
+namespace entry {
+inline constexpr char kGetInstance[] =
+    "_ZN6tarvik11TrafHandler11getInstanceE12RadioChannel";
+inline constexpr char kInitialize[] =
+    "_ZN6tarvik11TrafHandler10initializeERN2rl4traf15HccdHandlerBaseE";
+inline constexpr char kDeinitialize[] =
+    "_ZN6tarvik11TrafHandler12deinitializeEv";
+// Not resolved yet: the loader calls registerPhases through ITrafHandler.
+inline constexpr char kRegisterPhases[] =
+    "_ZN6tarvik11TrafHandler14registerPhasesEv";
+inline constexpr char kReceiveCt1[] = "hccDataReceivedCt1";
+inline constexpr char kReceiveCt2[] = "hccDataReceivedCt2";
+}  // namespace entry
+
+// What the dynamic loader makes of the library at `path`: the file it loads
+// and the SONAME it records. The library is loaded and unloaded again; false,
+// saying why in `error`, when it cannot be loaded.
+struct LibraryIdentity {
+  std::string file;
+  std::string soname;  // empty when the library records none
+};
+bool identifyLibrary(const std::string& path, LibraryIdentity& identity,
+                     std::string& error);
+
 class TrafHandlerModule {
  public:
   // Loads the library at `path`. On failure returns null and says why in

@@ -4,6 +4,7 @@
 
 #include "InterfaceBroker.h"
 #include "InterfaceBrokerControl.h"
+#include "NodeFacts.h"
 
 namespace trafsim {
 
@@ -96,7 +97,7 @@ SimPlatform::SimPlatform(Sequence& sequence)
       m_transport(std::make_unique<LoopbackTransport>(
           [this](LoopbackTransport::Message& message) { deliver(message); })) {
   standin::FakeDriverLayer& layer = standin::FakeDriverLayer::instance();
-  for (const char* name : kDriverNames) {
+  for (const std::string& name : nodefacts::boardDriverNames()) {
     CDriver_Interface* const record = layer.driver(name).record();
     m_drivers.push_back(std::unique_ptr<ObservedDriver>(
         new ObservedDriver{name, *record, &m_sequence}));

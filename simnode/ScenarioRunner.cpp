@@ -1,35 +1,15 @@
 #include "ScenarioRunner.h"
 
 #include "ModuleManager.h"
+#include "NodeFacts.h"
 
 namespace trafsim {
 
 namespace {
 
-constexpr unsigned int kModuleIdBase = 118000;
-
 std::string baseName(const std::string& path) {
   const std::size_t slash = path.find_last_of('/');
   return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
-SimPlatform::RegistryEntry registryEntry(const std::string& word) {
-  if (word == "frame-format") {
-    return SimPlatform::RegistryEntry::FrameFormat;
-  }
-  if (word == "foreign") {
-    return SimPlatform::RegistryEntry::Foreign;
-  }
-  return word == "null" ? SimPlatform::RegistryEntry::Null
-                        : SimPlatform::RegistryEntry::Missing;
-}
-
-Clients::Behaviour behaviour(const std::string& word) {
-  if (word == "throws") {
-    return Clients::Behaviour::Throws;
-  }
-  return word == "throws-unknown" ? Clients::Behaviour::ThrowsUnknown
-                                  : Clients::Behaviour::Normal;
 }
 
 // A call of the platform into the handler and its result, shown in the
@@ -84,11 +64,16 @@ void ScenarioRunner::runStep(const Step& step) {
     m_traceMark = m_traces.size();
   }
   m_console.step(step.where(), step.source);
+  if (step.isExpectation()) {
+    m_platform.waitUntilDelivered();
+  }
   std::string error;
-  const bool ok = perform(step, error);
+  const bool ok = step.row->run != nullptr ? step.row->run(*this, step, error)
+                                           : callHandler(step, error);
   m_sequence.flush();
   if (ok) {
     if (step.isExpectation() || step.result) {
+      m_console.met();
       m_summary.met();
     }
     return;
@@ -124,122 +109,6 @@ bool ScenarioRunner::needHandler(std::string& error) const {
     return false;
   }
   return true;
-}
-
-bool ScenarioRunner::perform(const Step& step, std::string& error) {
-  switch (step.command) {
-    case Command::Load:
-      return load(error);
-    case Command::Unload:
-      return unload(error);
-    case Command::GetInstance:
-      return getInstance(step.u32(0), error);
-    case Command::Initialize:
-      return initialize(step, error);
-    case Command::Deinitialize:
-      return deinitialize(error);
-    case Command::RegisterPhases:
-      return registerPhases(step, error);
-    case Command::Startup:
-      return load(error) && getInstance(step.u32(0), error) &&
-             initialize(step, error) && registerPhases(step, error);
-    case Command::Shutdown:
-      return deinitialize(error) && unload(error);
-    case Command::PhaseAll:
-    case Command::PhaseOne:
-      return runPhase(step, error);
-    case Command::DriverValue:
-    case Command::DriverGetStatus:
-    case Command::DriverWriteStatus:
-    case Command::DriverReadStatus:
-    case Command::DriverReadStores:
-    case Command::DriverMissingOperation:
-      setUpDriver(step);
-      return true;
-    case Command::Registry:
-      m_platform.setRegistryEntry(step.words[0], registryEntry(step.words[1]));
-      return true;
-    case Command::FrameFormat:
-      if (!m_platform.loadFrameFormat(step.u32(0), step.i32(1), step.u32(2))) {
-        error = "IFrameFormat_" + std::to_string(step.numbers[0]) +
-                " is no frame format of the platform";
-        return false;
-      }
-      return true;
-    case Command::HccdStatus:
-      m_platform.setHccdStatus(static_cast<int>(step.numbers[0]));
-      return true;
-    case Command::TraceThreshold:
-      standin::TraceControl::setThreshold("OVT.TRAF", step.u32(0));
-      return true;
-    case Command::TraceLevel:
-      standin::TraceControl::setLevelEnabled(
-          "OVT.TRAF", static_cast<QelTraceLevel>(step.numbers[0]),
-          step.words[0] == "on");
-      return true;
-    case Command::ClientBehaviour:
-      m_clients.setBehaviour(step.words[0], behaviour(step.words[1]));
-      return true;
-    case Command::Receive:
-      return receive(step, error);
-    case Command::Wait:
-      m_platform.waitUntilDelivered();
-      return true;
-    case Command::StartStop:
-    case Command::SendMessage:
-    case Command::RegisterPort:
-    case Command::SetChannelStatus:
-    case Command::GetAisRdi:
-    case Command::ForceUnlockInsertion:
-    case Command::ResetI2C:
-    case Command::NumberOfNativeRlChannel:
-    case Command::GetRatesForTaps:
-    case Command::IsLinkUp:
-    case Command::GetXauiPacketSize:
-    case Command::SetXauiPacketSize:
-      return callHandler(step, error);
-    case Command::ExpectTrace:
-    case Command::ExpectNoTrace:
-    case Command::ExpectGot:
-    case Command::ExpectDriver:
-    case Command::ExpectRegistry:
-    case Command::ExpectService:
-    case Command::ExpectModules:
-    case Command::ExpectBinding:
-    case Command::ExpectTraffic:
-      m_platform.waitUntilDelivered();
-      return check(step, error);
-  }
-  error = "unknown step";
-  return false;
-}
-
-void ScenarioRunner::setUpDriver(const Step& step) {
-  const std::string& name = step.words[0];
-  standin::FakeDriver& driver = m_platform.driver(name);
-  switch (step.command) {
-    case Command::DriverValue:
-      driver.setValue(step.u32(0));
-      break;
-    case Command::DriverGetStatus:
-      m_platform.setGetInterfaceStatus(name, step.i32(0));
-      break;
-    case Command::DriverWriteStatus:
-      driver.setWriteStatus(step.i32(0));
-      break;
-    case Command::DriverReadStatus:
-      driver.setReadStatus(step.i32(0));
-      break;
-    case Command::DriverReadStores:
-      driver.setReadStores(step.words[1] != "never", step.words[1] == "always");
-      break;
-    case Command::DriverMissingOperation:
-      m_platform.removeOperation(name, step.words[1] == "no-write");
-      break;
-    default:
-      // Only the driver steps come here.
-      break;
-  }
 }
 
 bool ScenarioRunner::load(std::string& error) {
@@ -290,7 +159,8 @@ bool ScenarioRunner::getInstance(std::uint32_t numberOfChannels,
   return true;
 }
 
-bool ScenarioRunner::initialize(const Step& step, std::string& error) {
+bool ScenarioRunner::initialize(const Step& step, bool check,
+                                std::string& error) {
   if (!needModule(error) || !needHandler(error)) {
     return false;
   }
@@ -298,8 +168,7 @@ bool ScenarioRunner::initialize(const Step& step, std::string& error) {
   outcome.value = platformCall(m_sequence, "initialize(HCC-D handler)", [this] {
     return m_module->initialize(m_platform.hccdHandler());
   });
-  return step.command == Command::Startup ||
-         expectOutcome(step, outcome, error);
+  return !check || expectOutcome(step, outcome, error);
 }
 
 bool ScenarioRunner::deinitialize(std::string& error) {
@@ -311,15 +180,15 @@ bool ScenarioRunner::deinitialize(std::string& error) {
   return true;
 }
 
-bool ScenarioRunner::registerPhases(const Step& step, std::string& error) {
+bool ScenarioRunner::registerPhases(const Step& step, bool check,
+                                    std::string& error) {
   if (!needHandler(error)) {
     return false;
   }
   Outcome outcome;
   outcome.value = platformCall(m_sequence, "registerPhases()",
                                [this] { return m_handler->registerPhases(); });
-  return step.command == Command::Startup ||
-         expectOutcome(step, outcome, error);
+  return !check || expectOutcome(step, outcome, error);
 }
 
 bool ScenarioRunner::runPhase(const Step& step, std::string& error) {
@@ -327,8 +196,9 @@ bool ScenarioRunner::runPhase(const Step& step, std::string& error) {
   (void)standin::phaseFromName(step.words[0], phase);
   standin::ModuleManager& manager = standin::ModuleManager::instance();
   std::vector<ModuleInterface*> modules = manager.modules();
-  if (step.command == Command::PhaseOne) {
-    const auto moduleId = kModuleIdBase + step.u32(0);
+  // `phase <phase> <channel>`: the module object of that channel alone.
+  if (!step.numbers.empty()) {
+    const auto moduleId = nodefacts::kModuleIdBase + step.u32(0);
     ModuleInterface* const module = manager.find(moduleId);
     if (module == nullptr) {
       error = "no module object " + std::to_string(moduleId) +

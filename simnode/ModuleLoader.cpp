@@ -1,6 +1,7 @@
 #include "ModuleLoader.h"
 
 #include <dlfcn.h>
+#include <link.h>
 
 #include <cstring>
 
@@ -9,16 +10,6 @@
 namespace trafsim {
 
 namespace {
-
-// Symbol names of the entries, as the platform resolves them.
-constexpr const char kGetInstance[] =
-    "_ZN6tarvik11TrafHandler11getInstanceE12RadioChannel";
-constexpr const char kInitialize[] =
-    "_ZN6tarvik11TrafHandler10initializeERN2rl4traf15HccdHandlerBaseE";
-constexpr const char kDeinitialize[] =
-    "_ZN6tarvik11TrafHandler12deinitializeEv";
-constexpr const char kReceiveCt1[] = "hccDataReceivedCt1";
-constexpr const char kReceiveCt2[] = "hccDataReceivedCt2";
 
 template <class Fn>
 bool resolve(void* library, const char* name, Fn& fn, std::string& error) {
@@ -32,7 +23,50 @@ bool resolve(void* library, const char* name, Fn& fn, std::string& error) {
   return true;
 }
 
+std::string dlError(const char* otherwise) {
+  const char* const reason = dlerror();
+  return reason != nullptr ? reason : otherwise;
+}
+
+// DT_SONAME from the dynamic section the loader mapped.
+std::string sonameOf(const link_map& map) {
+  const char* strings = nullptr;
+  const ElfW(Dyn)* soname = nullptr;
+  for (const ElfW(Dyn)* dyn = map.l_ld; dyn->d_tag != DT_NULL; ++dyn) {
+    if (dyn->d_tag == DT_STRTAB) {
+      // The loader relocates this entry where the section is writable.
+      ElfW(Addr) address = dyn->d_un.d_ptr;
+      if (address < map.l_addr) {
+        address += map.l_addr;
+      }
+      strings = reinterpret_cast<const char*>(address);
+    } else if (dyn->d_tag == DT_SONAME) {
+      soname = dyn;
+    }
+  }
+  if (strings == nullptr || soname == nullptr) {
+    return {};
+  }
+  return strings + soname->d_un.d_val;
+}
+
 }  // namespace
+
+bool identifyLibrary(const std::string& path, LibraryIdentity& identity,
+                     std::string& error) {
+  void* const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) {
+    error = dlError("dlopen failed");
+    return false;
+  }
+  link_map* map = nullptr;
+  if (dlinfo(library, RTLD_DI_LINKMAP, &map) == 0 && map != nullptr) {
+    identity.file = map->l_name;
+    identity.soname = sonameOf(*map);
+  }
+  (void)dlclose(library);
+  return true;
+}
 
 std::unique_ptr<TrafHandlerModule> TrafHandlerModule::load(
     const std::string& path, std::string& error) {
@@ -44,11 +78,11 @@ std::unique_ptr<TrafHandlerModule> TrafHandlerModule::load(
   }
   std::unique_ptr<TrafHandlerModule> module(new TrafHandlerModule());
   module->m_library = library;
-  if (!resolve(library, kGetInstance, module->m_getInstance, error) ||
-      !resolve(library, kInitialize, module->m_initialize, error) ||
-      !resolve(library, kDeinitialize, module->m_deinitialize, error) ||
-      !resolve(library, kReceiveCt1, module->m_receiveCt1, error) ||
-      !resolve(library, kReceiveCt2, module->m_receiveCt2, error)) {
+  if (!resolve(library, entry::kGetInstance, module->m_getInstance, error) ||
+      !resolve(library, entry::kInitialize, module->m_initialize, error) ||
+      !resolve(library, entry::kDeinitialize, module->m_deinitialize, error) ||
+      !resolve(library, entry::kReceiveCt1, module->m_receiveCt1, error) ||
+      !resolve(library, entry::kReceiveCt2, module->m_receiveCt2, error)) {
     return nullptr;
   }
   return module;
