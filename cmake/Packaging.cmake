@@ -102,3 +102,4 @@ ovt_install_pkg_config(OvtTrafHandlerLibrary COMPONENT development)
 ovt_install_pkg_config(OvtTrafHandlerTesting COMPONENT testing)
 ovt_install_pkg_config(OvtTrafHandlerStandin COMPONENT standin EXCLUDE_FROM_ALL)
 
+include(${CMAKE_CURRENT_LIST_DIR}/DebianPackages.cmake)
