@@ -3,14 +3,16 @@
 #
 # Components (`cmake --install <build> --component <name>`):
 #   runtime      libOvtTrafHandler.so.<version> and its SONAME link
-#   development  the .so link, ITrafHandler.h, the platform declarations,
-#                the CMake package and the pkg-config file
+#   development  the .so link, ITrafHandler.h, TarvikTrafHandler.h (the
+#                lifecycle calls), the platform declarations,
+#                the CMake package and the pkg-config files
 #   testing      the test-support headers for client modules
-#   standin      the host stand-in of the interface registry; installed only
-#                when asked for by name, so that it never reaches a target
-#                root file system, where the platform's registry lives
-# The simulator, the tests and the rest of the stand-in platform are not
-# installed.
+#   standin      the host stand-in platform (registry, module manager, HCC-D
+#                handler, drivers, frame formats, trace), for trying a client
+#                module or a platform program without the board; installed
+#                only when asked for by name, so that it never reaches a
+#                target root file system, where the platform lives
+# The simulator and the tests are not installed.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -21,7 +23,9 @@ install(TARGETS OvtTrafHandler
   EXPORT OvtTrafHandlerTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     COMPONENT runtime
-    NAMELINK_COMPONENT development)
+    NAMELINK_COMPONENT development
+  FILE_SET HEADERS DESTINATION ${OVT_INSTALL_INCLUDEDIR}
+    COMPONENT development)
 install(TARGETS ovt_traf_handler_client
   EXPORT OvtTrafHandlerTargets
   FILE_SET HEADERS DESTINATION ${OVT_INSTALL_INCLUDEDIR}
@@ -44,7 +48,10 @@ install(EXPORT OvtTrafHandlerTestingTargets
   DESTINATION ${OVT_INSTALL_CMAKEDIR}
   COMPONENT testing)
 
-install(TARGETS ovt_standin_registry
+install(TARGETS
+    ovt_standin_trace ovt_standin_registry ovt_standin_frame_format
+    ovt_standin_drivers ovt_standin_module_manager ovt_standin_hccd
+    ovt_platform_standin
   EXPORT OvtTrafHandlerStandinTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     COMPONENT standin
@@ -74,14 +81,25 @@ install(FILES
   DESTINATION ${OVT_INSTALL_CMAKEDIR}
   COMPONENT development)
 
-# The pkg-config file names absolute paths, so it is written at install
-# time, for the prefix of that installation (`cmake --install --prefix`).
-install(CODE "
-  set(OVT_PC_TEMPLATE \"${CMAKE_CURRENT_LIST_DIR}/OvtTrafHandler.pc.in\")
-  set(OVT_PC_WORK_DIR \"${CMAKE_CURRENT_BINARY_DIR}/pkgconfig\")
-  set(OVT_PC_LIBDIR \"${CMAKE_INSTALL_LIBDIR}\")
-  set(OVT_PC_INCLUDEDIR \"${CMAKE_INSTALL_INCLUDEDIR}\")
-  set(OVT_PC_VERSION \"${PROJECT_VERSION}\")
-  set(OVT_PC_DESCRIPTION \"${PROJECT_DESCRIPTION}\")
-  include(\"${CMAKE_CURRENT_LIST_DIR}/InstallPkgConfig.cmake\")
-  " COMPONENT development)
+# pkg-config files: OvtTrafHandler (client modules: headers, no library),
+# OvtTrafHandlerLibrary (the platform: the library), OvtTrafHandlerTesting
+# and OvtTrafHandlerStandin. Their paths are relative to the file itself
+# (${pcfiledir}), so that an installed tree still works when moved.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  message(FATAL_ERROR "CMAKE_INSTALL_LIBDIR must be relative to the prefix")
+endif()
+file(RELATIVE_PATH OVT_PC_TO_PREFIX
+  /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+string(REGEX REPLACE "/$" "" OVT_PC_TO_PREFIX "${OVT_PC_TO_PREFIX}")
+function(ovt_install_pkg_config name)
+  configure_file(${CMAKE_CURRENT_FUNCTION_LIST_DIR}/pkgconfig/${name}.pc.in
+    ${PROJECT_BINARY_DIR}/pkgconfig/${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/pkgconfig/${name}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig ${ARGN})
+endfunction()
+ovt_install_pkg_config(OvtTrafHandler COMPONENT development)
+ovt_install_pkg_config(OvtTrafHandlerLibrary COMPONENT development)
+ovt_install_pkg_config(OvtTrafHandlerTesting COMPONENT testing)
+ovt_install_pkg_config(OvtTrafHandlerStandin COMPONENT standin EXCLUDE_FROM_ALL)
+
+include(${CMAKE_CURRENT_LIST_DIR}/DebianPackages.cmake)

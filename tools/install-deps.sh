@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev
-          libcli11-dev pkg-config python3)
+          libcli11-dev pkg-config python3 abigail-tools dpkg-dev)
 case "${1:-host}" in
   host) ;;
   target) packages+=(g++-arm-linux-gnueabihf qemu-user googletest binutils-arm-linux-gnueabihf) ;;

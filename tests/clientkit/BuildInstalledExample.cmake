@@ -1,16 +1,18 @@
 # Installs the build tree OVT_BUILD_DIR into a fresh prefix, with the
-# "standin" component, then configures, builds and tests the example client
-# module against that prefix alone, as a client-module developer would.
+# "standin" component, then configures, builds and tests an example (the
+# client module, the platform program) against that prefix alone, as a
+# client-module developer or a platform integrator would.
 #
 # Cross builds: the example is configured with the same toolchain file, and
-# its tests run under the same emulator. GoogleTest for the target is built
-# from OVT_GOOGLETEST_SOURCE_DIR unless OVT_GTEST_DIR names an installed one.
+# its tests run under the same emulator. GoogleTest for the target, when the
+# example needs it (OVT_EXAMPLE_USES_GTEST, on by default), is built from
+# OVT_GOOGLETEST_SOURCE_DIR unless OVT_GTEST_DIR names an installed one.
 # Without an emulator or a GoogleTest to use, the test is skipped with a
 # message starting "OVT-SKIP:".
 #
 #   cmake -DOVT_BUILD_DIR=... -DOVT_WORK_DIR=... -DOVT_EXAMPLE_DIR=...
 #         -DOVT_LIBDIR=lib -DOVT_CTEST_COMMAND=... -DOVT_GENERATOR=... [-DOVT_MAKE_PROGRAM=...] [-DOVT_CXX_COMPILER=...]
-#         [-DOVT_SANITIZE=address,undefined]
+#         [-DOVT_SANITIZE=address,undefined] [-DOVT_EXAMPLE_USES_GTEST=OFF]
 #         [-DOVT_BUILD_TYPE=...] [-DOVT_CROSSCOMPILING=ON
 #         -DOVT_TOOLCHAIN_FILE=... -DOVT_EMULATOR=... -DOVT_GTEST_DIR=...
 #         -DOVT_GOOGLETEST_SOURCE_DIR=...] -P BuildInstalledExample.cmake
@@ -44,7 +46,9 @@ if(OVT_CROSSCOMPILING)
                    "example's tests")
     return()
   endif()
-  if(OVT_GTEST_DIR AND EXISTS "${OVT_GTEST_DIR}/GTestConfig.cmake")
+  if(DEFINED OVT_EXAMPLE_USES_GTEST AND NOT OVT_EXAMPLE_USES_GTEST)
+    set(gtest_setting "")
+  elseif(OVT_GTEST_DIR AND EXISTS "${OVT_GTEST_DIR}/GTestConfig.cmake")
     set(gtest_setting "set(GTest_DIR \"${OVT_GTEST_DIR}\" CACHE PATH \"\")")
   elseif(OVT_GOOGLETEST_SOURCE_DIR AND
          EXISTS "${OVT_GOOGLETEST_SOURCE_DIR}/CMakeLists.txt")

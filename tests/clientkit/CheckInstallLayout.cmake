@@ -1,8 +1,9 @@
 # Installs the default components of the build tree OVT_BUILD_DIR as a target
 # root file system build does (prefix /usr, staged under DESTDIR) and checks
 # that exactly the expected files arrive: the library with its SONAME links,
-# the client and platform headers, the test-support headers, the CMake
-# package and a pkg-config file naming the prefix. Nothing of the stand-in
+# the client, lifecycle and platform headers, the test-support headers, the
+# CMake package and the pkg-config files, which still work once the tree is
+# moved. Nothing of the stand-in
 # platform, the simulator or the tests.
 #
 #   cmake -DOVT_BUILD_DIR=... -DOVT_WORK_DIR=... -DOVT_LIBDIR=lib
@@ -41,6 +42,8 @@ set(expected
   "${lib}/libOvtTrafHandler.so.1"
   "${lib}/libOvtTrafHandler.so"
   "${inc}/ITrafHandler.h"
+  "${inc}/TarvikTrafHandler.h"
+  "${inc}/TrafHandlerExport.h"
   "${inc}/platform/CDriver.h"
   "${inc}/platform/HccdHandlerBase.h"
   "${inc}/platform/IFrameFormat.h"
@@ -54,7 +57,9 @@ set(expected
   "${pkg}/OvtTrafHandlerTargets.cmake"
   "${pkg}/OvtTrafHandlerTargets-${config}.cmake"
   "${pkg}/OvtTrafHandlerTestingTargets.cmake"
-  "${lib}/pkgconfig/OvtTrafHandler.pc")
+  "${lib}/pkgconfig/OvtTrafHandler.pc"
+  "${lib}/pkgconfig/OvtTrafHandlerLibrary.pc"
+  "${lib}/pkgconfig/OvtTrafHandlerTesting.pc")
 list(SORT expected)
 
 file(GLOB_RECURSE installed LIST_DIRECTORIES false RELATIVE "${stage}"
@@ -86,23 +91,31 @@ foreach(link_target IN ITEMS "libOvtTrafHandler.so.1:libOvtTrafHandler.so.1.0.0"
   endif()
 endforeach()
 
-# Paths for the root file system, not for the staging area.
-file(STRINGS "${stage}/${lib}/pkgconfig/OvtTrafHandler.pc" prefix_line
-  REGEX "^prefix=")
-if(NOT prefix_line STREQUAL "prefix=/usr")
-  message(FATAL_ERROR "pkg-config file has '${prefix_line}', expected prefix=/usr")
-endif()
+# pkg-config, on the installed tree moved elsewhere: a client module gets
+# the headers and no library, the platform the library.
 if(OVT_PKG_CONFIG)
-  set(ENV{PKG_CONFIG_SYSROOT_DIR} "${stage}")
-  set(ENV{PKG_CONFIG_LIBDIR} "${stage}/${lib}/pkgconfig")
-  execute_process(
-    COMMAND "${OVT_PKG_CONFIG}" --cflags --libs OvtTrafHandler
-    OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE
-    RESULT_VARIABLE result)
-  set(expected_flags "-I${stage}/${inc} -I${stage}/${inc}/platform -L${stage}/${lib} -lOvtTrafHandler")
-  if(NOT result EQUAL 0 OR NOT flags STREQUAL expected_flags)
-    message(FATAL_ERROR
-      "pkg-config gave '${flags}' (status ${result}), expected '${expected_flags}'")
-  endif()
+  set(moved "${OVT_WORK_DIR}/moved")
+  file(RENAME "${stage}" "${moved}")
+  set(ENV{PKG_CONFIG_LIBDIR} "${moved}/${lib}/pkgconfig")
+  file(RELATIVE_PATH to_prefix "/p/${lib}/pkgconfig" "/p/usr")
+  string(REGEX REPLACE "/$" "" to_prefix "${to_prefix}")
+  set(prefix "${moved}/${lib}/pkgconfig/${to_prefix}")
+  set(include "${prefix}/${OVT_INCLUDEDIR}/OvtTrafHandler")
+  foreach(case IN ITEMS
+      "OvtTrafHandler|-I${include} -I${include}/platform"
+      "OvtTrafHandlerLibrary|-I${include} -I${include}/platform -L${prefix}/${OVT_LIBDIR} -lOvtTrafHandler")
+    string(REPLACE "|" ";" case "${case}")
+    list(GET case 0 package)
+    list(GET case 1 expected_flags)
+    execute_process(
+      COMMAND "${OVT_PKG_CONFIG}" --cflags --libs ${package}
+      OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE
+      RESULT_VARIABLE result)
+    if(NOT result EQUAL 0 OR NOT flags STREQUAL expected_flags)
+      message(FATAL_ERROR "pkg-config ${package} gave '${flags}' "
+        "(status ${result}), expected '${expected_flags}'")
+    endif()
+  endforeach()
+  set(stage "${moved}")
 endif()
 message(STATUS "installed layout as expected under ${stage}")

@@ -1,19 +1,27 @@
 // The traffic handler of the board: the single object of this library that
-// implements `ITrafHandler`.
+// implements `ITrafHandler`, and the lifecycle calls the platform makes on it.
 //
-// The platform obtains it with `getInstance`, calls `initialize` with its
-// HCC-D handler, then `registerPhases`; at shut-down it calls `deinitialize`,
-// and the object is destroyed when the library is unloaded. Per-channel data
-// lives in three-entry tables indexed by the `RadioChannel` value (entry 0 is
-// never bound).
+// The platform compiles against this header and links libOvtTrafHandler.so
+// (CMake: `OvtTrafHandler::library`). Its calls, in this order:
 //
-// Thread-safety: `initialize`, `deinitialize`, `registerPhases` and the
-// destructor belong to the platform's start-up and shut-down and must not
-// overlap any other call. The phase operations run on the module manager's
-// thread; the `ITrafHandler` operations on client threads; the receive
-// dispatch on the HCC-D transport's threads. Those may overlap one another.
-#ifndef SRC_PLATFORMSERVICES_TRAFHANDLER_PRIVATE_TARVIKTRAFHANDLER_H
-#define SRC_PLATFORMSERVICES_TRAFHANDLER_PRIVATE_TARVIKTRAFHANDLER_H
+//   tarvik::TrafHandler& handler = tarvik::TrafHandler::getInstance(n);
+//   handler.initialize(hccdHandler);   // publishes "ITrafHandler"
+//   handler.registerPhases();          // hands the module objects over
+//   ... the module manager runs the phases ...
+//   handler.deinitialize();            // at shut-down
+//   ... unloading the library destroys the handler ...
+//
+// Per-channel data lives in three-entry tables indexed by the `RadioChannel`
+// value (entry 0 is never bound).
+//
+// Thread-safety: `initialize`, `registerPhases`, `deinitialize` and the
+// destructor belong to the platform's start-up and shut-down thread and must
+// not overlap one another or any other call into the library. The phase
+// operations run on the module manager's thread; the `ITrafHandler`
+// operations on client threads; the receive entries on the HCC-D transport's
+// threads. Those may overlap one another. The library starts no thread.
+#ifndef SRC_PLATFORMSERVICES_TRAFHANDLER_TARVIKTRAFHANDLER_H
+#define SRC_PLATFORMSERVICES_TRAFHANDLER_TARVIKTRAFHANDLER_H
 
 #include <array>
 #include <atomic>
@@ -49,32 +57,62 @@ class TrafHandler final : public ITrafHandler {
   // Number of HCC-D port ids (0 to 14).
   static constexpr std::uint32_t kHccdPortIdCount = 15;
 
-  // The library's single traffic handler, created by the first call with
-  // `numberOfChannels` as the number of served channels; later arguments are
-  // ignored. Safe to call from several threads.
+  // The library's single traffic handler, never null. The first call
+  // constructs it with `numberOfChannels` as the number of served channels
+  // (1 or 2; a larger value serves channels 1 and 2); later calls ignore
+  // their argument. The platform makes the first call, with its own number.
+  //
+  // Thread-safe: concurrent first calls construct the object once. The first
+  // call allocates nothing and takes no lock of this library (the C++
+  // runtime guards the construction); later calls only return the object.
+  // The object lives until the library is unloaded.
   OVT_TRAF_API static TrafHandler& getInstance(RadioChannel numberOfChannels);
 
   // Creates an unpublished handler; it traces and calls nothing. The library
   // itself only ever creates the instance above.
   explicit TrafHandler(RadioChannel numberOfChannels);
+
+  // Runs at library unload (for the instance above). Still initialised, it
+  // does what `deinitialize` does, calling the HCC-D handler and the
+  // registry: call `deinitialize` before unloading, while they still exist.
+  // Then it frees the registrations and module objects; the drivers,
+  // frame-format objects and clients' callbacks are not touched.
   ~TrafHandler() override;
 
   TrafHandler(const TrafHandler&) = delete;
   TrafHandler& operator=(const TrafHandler&) = delete;
 
-  // Keeps `hccdHandler` (not owned; it must outlive the handler), creates the
-  // module objects, publishes "ITrafHandler" and starts the HCC-D service of
-  // every served channel. Does nothing more when already initialised.
-  // Returns 0.
+  // Keeps `hccdHandler` (not owned; it must outlive the handler), creates one
+  // module object per served channel, registers "ITrafHandler" in the
+  // interface registry and starts the HCC-D service of every served channel.
+  // Already initialised: does nothing, and `hccdHandler` is not kept.
+  //
+  // Returns 0 in every case; the registry's and the HCC-D handler's results
+  // are not looked at. Precondition: the platform's interface registry, trace
+  // facility and module manager are up. Start-up thread only, no other call
+  // into the library under way. Allocates (module objects); takes no lock.
   OVT_TRAF_API std::uint32_t initialize(rl::traf::HccdHandlerBase& hccdHandler);
 
   // Stops the HCC-D services, withdraws "ITrafHandler", destroys the module
-  // objects and forgets the per-channel driver bindings. Port registrations,
-  // frame-format objects, the XAUI driver and the HCC-D handler are kept.
+  // objects (which leave the module manager) and forgets the per-channel
+  // driver bindings. Port registrations, frame-format objects, the XAUI
+  // driver and the HCC-D handler are kept for a later `initialize`. Not
+  // initialised: does nothing.
+  //
+  // Shut-down thread only, with no phase, client call or reception under
+  // way. Frees memory; allocates none; takes no lock.
   OVT_TRAF_API void deinitialize();
 
   // ITrafHandler
-  std::uint32_t registerPhases() override;
+
+  // Registers every module object that `initialize` created with the module
+  // manager, which then runs their phases. Call it after each `initialize`.
+  // Returns 0 in every case; a served channel without a module object
+  // (`initialize` not called) is skipped with a level-1 trace.
+  //
+  // Start-up thread only. Allocates only inside the module manager; takes no
+  // lock of this library.
+  OVT_TRAF_API std::uint32_t registerPhases() override;
   std::uint32_t hccdControllerStartStop(RadioChannel channel,
                                         Action action) const override;
   std::uint32_t hccdControllerSendMessage(RadioChannel channel,
@@ -174,4 +212,4 @@ OVT_TRAF_API int hccDataReceivedCt2(void* context, unsigned char* data,
                                     unsigned int portIndex);
 }
 
-#endif  // SRC_PLATFORMSERVICES_TRAFHANDLER_PRIVATE_TARVIKTRAFHANDLER_H
+#endif  // SRC_PLATFORMSERVICES_TRAFHANDLER_TARVIKTRAFHANDLER_H

@@ -1,21 +1,33 @@
-# Compares the dynamic symbols that a shared library defines with a list kept
-# in the repository. Any export missing from the list, or listed but not
-# exported, fails.
+# Compares the dynamic symbols of a shared library with a list kept in the
+# repository: what it exports (defines), or what it imports from the
+# platform (undefined, strong and without a symbol version: versioned
+# imports come from the C and C++ runtimes, weak ones are optional). Any
+# symbol missing from the list, or listed but absent, fails.
 #
 # Usage: cmake -DNM=<nm of the library's toolchain> -DLIBRARY=<file>
-#              -DEXPECTED=<list> -P CheckExports.cmake
+#              -DEXPECTED=<list> -DWHICH=exports|imports
+#              -P CheckDynamicSymbols.cmake
 # The list holds demangled names, one per line; blank lines and lines
 # starting with '#' are ignored.
 cmake_minimum_required(VERSION 3.25)
 
-foreach(variable NM LIBRARY EXPECTED)
+foreach(variable NM LIBRARY EXPECTED WHICH)
   if(NOT DEFINED ${variable})
-    message(FATAL_ERROR "CheckExports.cmake: -D${variable}=... missing")
+    message(FATAL_ERROR "CheckDynamicSymbols.cmake: -D${variable}=... missing")
   endif()
 endforeach()
+if(WHICH STREQUAL "exports")
+  set(nm_selection --defined-only)
+  set(symbol_pattern "^[0-9A-Fa-f]* *[A-Za-z] (.+)$")
+elseif(WHICH STREQUAL "imports")
+  set(nm_selection --undefined-only)
+  set(symbol_pattern "^ *U ([^@]+)$")
+else()
+  message(FATAL_ERROR "CheckDynamicSymbols.cmake: WHICH=${WHICH} unknown")
+endif()
 
 execute_process(
-  COMMAND ${NM} --dynamic --defined-only --demangle ${LIBRARY}
+  COMMAND ${NM} --dynamic ${nm_selection} --demangle ${LIBRARY}
   OUTPUT_VARIABLE nm_output
   ERROR_VARIABLE nm_error
   RESULT_VARIABLE nm_result)
@@ -30,7 +42,7 @@ string(REPLACE ";" "\\;" nm_output "${nm_output}")
 string(REPLACE "\n" ";" nm_lines "${nm_output}")
 set(actual "")
 foreach(line IN LISTS nm_lines)
-  if(line MATCHES "^[0-9A-Fa-f]* *[A-Za-z] (.+)$")
+  if(line MATCHES "${symbol_pattern}")
     list(APPEND actual "${CMAKE_MATCH_1}")
   endif()
 endforeach()
@@ -53,16 +65,15 @@ list(REMOVE_ITEM missing ${actual})
 if(extra OR missing)
   set(report "")
   foreach(name IN LISTS extra)
-    string(APPEND report "\n  exported but not expected: ${name}")
+    string(APPEND report "\n  present but not expected: ${name}")
   endforeach()
   foreach(name IN LISTS missing)
-    string(APPEND report "\n  expected but not exported: ${name}")
+    string(APPEND report "\n  expected but not present: ${name}")
   endforeach()
   message(FATAL_ERROR
-    "Exports of ${LIBRARY} differ from ${EXPECTED}:${report}\n"
-    "If the change is intended, update the list (README: \"Target build and "
-    "binary-interface guard\").")
+    "The ${WHICH} of ${LIBRARY} differ from ${EXPECTED}:${report}\n"
+    "If the change is intended, update the list and docs/integration.md.")
 endif()
 
 list(LENGTH actual count)
-message(STATUS "${count} exports, as expected")
+message(STATUS "${count} ${WHICH}, as expected")

@@ -1,0 +1,62 @@
+# Debian packages of the install components, built with CPack
+# (`cpack -G DEB --config <build>/CPackConfig.cmake`):
+#
+#   libovttrafhandler<major>   runtime: the stripped library and its SONAME
+#                              link, for the board's root file system
+#   libovttrafhandler-dev      development: the headers, the .so link, the
+#                              CMake package and the pkg-config files
+#
+# The architecture is the one of the compiler (armhf in the board build) and
+# the run-time dependencies are computed by dpkg-shlibdeps from the library.
+# A cross build points dpkg-shlibdeps at the target's C and C++ runtimes in
+# the toolchain's sysroot; the Debian cross packages that ship them record
+# the board's package names (libc6:armhf, ...) in their shlibs files.
+find_program(OVT_DPKG_ARCHITECTURE dpkg-architecture)
+if(OVT_DPKG_ARCHITECTURE AND CMAKE_LIBRARY_ARCHITECTURE)
+  execute_process(
+    COMMAND ${OVT_DPKG_ARCHITECTURE} -t ${CMAKE_LIBRARY_ARCHITECTURE}
+      -qDEB_HOST_ARCH
+    OUTPUT_VARIABLE OVT_DEB_ARCH
+    OUTPUT_STRIP_TRAILING_WHITESPACE
+    ERROR_QUIET)
+endif()
+if(OVT_DEB_ARCH)
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${OVT_DEB_ARCH})
+endif()
+
+set(CPACK_PACKAGE_NAME libovttrafhandler)
+set(CPACK_PACKAGE_VENDOR "OvtTrafHandler developers")
+set(CPACK_PACKAGE_CONTACT "OvtTrafHandler developers <trafhandler@localhost>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_GENERATOR DEB)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION libs)
+
+# Test-support headers belong with the development files; the stand-in
+# platform is never packaged.
+set(CPACK_COMPONENTS_ALL runtime development testing)
+set(CPACK_COMPONENT_RUNTIME_GROUP runtime)
+set(CPACK_COMPONENT_DEVELOPMENT_GROUP development)
+set(CPACK_COMPONENT_TESTING_GROUP development)
+
+set(OVT_DEB_RUNTIME_NAME libovttrafhandler${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${OVT_DEB_RUNTIME_NAME})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+# A shlibs file, so that packages built against it get their dependency
+# computed too.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libovttrafhandler-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+  "${OVT_DEB_RUNTIME_NAME} (= ${PROJECT_VERSION})")
+if(CMAKE_CROSSCOMPILING AND CMAKE_SYSROOT)
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_SYSROOT}/lib)
+elseif(CMAKE_CROSSCOMPILING AND OVT_TARGET_SYSROOT)
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${OVT_TARGET_SYSROOT}/lib)
+endif()
+
+include(CPack)
