@@ -125,7 +125,9 @@ std::uint32_t TrafHandler::hccdControllerStartStop(RadioChannel channel,
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccdControllerStartStop",
                    "ct " << static_cast<unsigned>(channel)
                          << ": no HCC-D handler, initialize first");
-    return 1;
+    // Start and stop answer 0 whatever happens; the trace says why nothing
+    // was started.
+    return 0;
   }
   switch (action) {
     case Start:
@@ -230,13 +232,6 @@ std::uint32_t TrafHandler::hccdControllerSendMessage(
                    "ct " << static_cast<unsigned>(channel)
                          << ": unknown port index for portId "
                          << static_cast<unsigned>(portId));
-    return 1;
-  }
-  if (data == nullptr || length == 0) {
-    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccdControllerSendMessage",
-                   "ct " << static_cast<unsigned>(channel)
-                         << ": empty message for portId "
-                         << static_cast<unsigned>(portId) << " not sent");
     return 1;
   }
   if (m_hccdHandler == nullptr) {

