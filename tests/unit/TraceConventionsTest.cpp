@@ -5,15 +5,24 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <regex>
 #include <set>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "AllocationCounter.h"
+#include "HccdTestSupport.h"
 #include "TrafHandlerFixture.h"
 #include "TrafTrace.h"
 
 namespace {
 
+using testing::ElementsAre;
 using testing::IsEmpty;
 
 class TraceConventionsTest : public testsupport::TrafHandlerFixture {};
@@ -66,24 +75,98 @@ TEST_F(TraceConventionsTest, TracingLeavesErrnoUnchanged) {
   EXPECT_THAT(testsupport::traceLines(), testing::SizeIs(testing::Gt(5U)));
 }
 
-TEST_F(TraceConventionsTest, EveryStatementHasItsOwnHeader) {
+// A trace statement as its source shows it.
+struct Statement {
+  std::string file;
+  std::string function;  // the first string literal of the statement
+};
+
+// Every trace statement of the module's sources, by line, with the files
+// that hold one; a line that holds two is reported in `shared`.
+struct StatementScan {
+  std::map<std::int32_t, Statement> byLine;
+  std::set<std::string> files;
+  std::vector<std::string> shared;
+};
+
+StatementScan scanStatements() {
+  static const std::regex statement(
+      R"(TRAF_TRACE_(ENTER|ENTER_TEXT|MSG)\(|QelTraceHeader\b)");
+  static const std::regex literal(R"re("([^"]*)")re");
+  StatementScan scan;
+  for (const auto& entry :
+       std::filesystem::directory_iterator(OVT_MODULE_PRIVATE_DIR)) {
+    const std::string name = entry.path().filename().string();
+    if (name == "TrafTrace.h") {
+      continue;  // where the statements are defined, not made
+    }
+    std::ifstream in(entry.path());
+    std::vector<std::string> lines;
+    for (std::string text; std::getline(in, text);) {
+      lines.push_back(text);
+    }
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+      const auto found = std::distance(
+          std::sregex_iterator(lines[i].begin(), lines[i].end(), statement),
+          std::sregex_iterator());
+      if (found == 0) {
+        continue;
+      }
+      const std::string rest =
+          lines[i] + (i + 1 < lines.size() ? lines[i + 1] : "");
+      std::smatch function;
+      std::regex_search(rest, function, literal);
+      const auto line = static_cast<std::int32_t>(i + 1);
+      if (found > 1 ||
+          !scan.byLine.emplace(line, Statement{name, function[1]}).second) {
+        scan.shared.push_back(std::string(name) + ":" + std::to_string(line));
+      }
+      scan.files.insert(name);
+    }
+  }
+  return scan;
+}
+
+// The trace path names one file, so every statement must be in it, one to a
+// line; and the line in each header is the line of its statement.
+TEST_F(TraceConventionsTest, EveryHeaderNamesTheLineOfItsOwnStatement) {
+  const StatementScan scan = scanStatements();
+  EXPECT_THAT(scan.files, ElementsAre("TarvikTrafHandler.cpp"));
+  EXPECT_THAT(scan.shared, IsEmpty());
+
+  // Statements of every kind: entries, texts, failures, the sampled data
+  // trace and the out-of-line failure traces of receive dispatch.
   (void)handler->registerPhases();
   (void)handler->initialize(hccd);
-  (void)handler->hccdControllerStartStop(static_cast<RadioChannel>(7),
-                                         ITrafHandler::Start);
+  testsupport::RecordingHccdCallback client;
+  (void)handler->hccdControllerRegisterPort(
+      RadioChannel_1, ITrafHandler::HccdPortId_0, &client);
+  (void)handler->hccdControllerSendMessage(
+      RadioChannel_1, ITrafHandler::HccdPortId_6, nullptr, 0);
+  unsigned char data[] = {1};
+  for (unsigned i = 0; i < 203; ++i) {
+    handler->invokeHccdPortCallback(RadioChannel_1, data, 1,
+                                    i % 2 == 0 ? 0 : 5);
+  }
+  unsigned int value = 0;
+  (void)handler->rlaGetRatesForTaps(RadioChannel_1, value, value);
+  (void)handler->dspIfGetXauiPacketSize(value);
+  (void)handler->doOnPhasePostFrameformatLoad(RadioChannel_2);
   handler->deinitialize();
+  (void)hccDataReceivedCt2(nullptr, data, 1, 15);
 
-  std::set<std::pair<std::string, std::int32_t>> headers;
-  std::set<std::string> texts;
-  for (const auto& record : standin::TraceControl::records()) {
+  const auto records = standin::TraceControl::records();
+  ASSERT_THAT(records, testing::SizeIs(testing::Gt(15U)));
+  for (const auto& record : records) {
     EXPECT_EQ(record.file,
               "src/PlatformServices/TrafHandler/private/TarvikTrafHandler");
-    texts.insert(record.function + ":" + record.text);
-    headers.insert({record.function, record.line});
+    const auto statement = scan.byLine.find(record.line);
+    ASSERT_NE(statement, scan.byLine.end())
+        << record.function << ":" << record.line << " " << record.text;
+    EXPECT_EQ(statement->second.file, "TarvikTrafHandler.cpp");
+    EXPECT_EQ(statement->second.function, record.function)
+        << "line " << record.line << " " << record.text;
   }
-  // One header per statement: the start statement gave three texts (channels
-  // 1, 2, 7), the stop statement and registerPhases' failure two each.
-  EXPECT_EQ(headers.size(), texts.size() - 4);
 }
 
 TEST_F(TraceConventionsTest, LevelsOneToThreeAreOnByDefault) {
