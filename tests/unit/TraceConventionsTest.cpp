@@ -8,24 +8,26 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <locale>
 #include <map>
 #include <regex>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "AllocationCounter.h"
 #include "HccdTestSupport.h"
-#include "TrafHandlerFixture.h"
 #include "TrafTrace.h"
+#include "TrafficFixture.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class TraceConventionsTest : public testsupport::TrafHandlerFixture {};
+class TraceConventionsTest : public testsupport::TrafficFixture {};
 
 TEST_F(TraceConventionsTest, DisabledEntryLevelOnlyAsksIsEnabled) {
   (void)handler->initialize(hccd);
@@ -168,6 +170,141 @@ TEST_F(TraceConventionsTest, EveryHeaderNamesTheLineOfItsOwnStatement) {
         << "line " << record.line << " " << record.text;
   }
 }
+
+// Each operation reads the XAUI binding once: module initialisation may bind
+// it on another thread between two reads.
+TEST_F(TraceConventionsTest, EachOperationReadsTheXauiBindingOnce) {
+  std::ifstream in(std::string(OVT_MODULE_PRIVATE_DIR) +
+                   "/TarvikTrafHandler.cpp");
+  static const std::regex definition(R"(^\S.*TrafHandler::(\w+)\()");
+  static const std::regex read(R"(m_xauiPacketSizeDriver\b(?!\s*=[^=]|\())");
+  std::map<std::string, int> reads;
+  std::string function;
+  for (std::string line; std::getline(in, line);) {
+    std::smatch name;
+    if (std::regex_search(line, name, definition)) {
+      function = name[1];
+    }
+    reads[function] += static_cast<int>(
+        std::distance(std::sregex_iterator(line.begin(), line.end(), read),
+                      std::sregex_iterator()));
+  }
+  for (const auto& [name, count] : reads) {
+    EXPECT_LE(count, 1) << name;
+  }
+}
+
+// A global locale that groups digits, as a platform may install.
+struct GroupingPunct : std::numpunct<char> {
+  char do_thousands_sep() const override { return ','; }
+  std::string do_grouping() const override { return "\3"; }
+};
+
+TEST_F(TraceConventionsTest, NumbersStayPlainDecimalUnderAGroupingLocale) {
+  const std::locale previous = std::locale::global(
+      std::locale(std::locale::classic(), new GroupingPunct));
+  frameFormat1.setFecType(12345);
+  bindChannel(1);
+  (void)handler->doOnPhasePostFrameformatLoad(RadioChannel_1);
+  handler->invokeHccdPortCallback(RadioChannel_1, nullptr, 0, 1000);
+  std::locale::global(previous);
+
+  EXPECT_THAT(testsupport::traceLines(4),
+              ElementsAre(testsupport::Line{
+                  4, "doOnPhasePostFrameformatLoad",
+                  "FEC type is set to 12345 and early warning threshold "
+                  "updated"}));
+  EXPECT_THAT(testsupport::traceLines(1),
+              ElementsAre(testsupport::Line{
+                  1, "invokeHccdPortCallback",
+                  "Exception: Invalid HccdPortIndex to HccdPortId conversion: "
+                  "1000"}));
+}
+
+// A trace facility that throws, from `isEnabled` or from its log calls.
+class FailingTraceTest : public testsupport::TrafficFixture,
+                         public testing::WithParamInterface<bool> {
+ protected:
+  // Every operation, failing ones included, then the destructor; gives each
+  // result and what the platform and the client saw.
+  std::vector<std::uint64_t> everyOperation() {
+    std::vector<std::uint64_t> seen;
+    testsupport::RecordingHccdCallback client;
+    unsigned char data[] = {9};
+    unsigned int size = 0;
+    unsigned int dspRate = 0;
+    unsigned int idleRate = 0;
+    seen.push_back(handler->registerPhases());
+    seen.push_back(handler->initialize(hccd));
+    seen.push_back(handler->registerPhases());
+    bindChannel(1);
+    seen.push_back(handler->doOnModuleInit(RadioChannel_2));
+    seen.push_back(handler->hccdControllerRegisterPort(
+        RadioChannel_1, ITrafHandler::HccdPortId_0, &client));
+    seen.push_back(handler->hccdControllerRegisterPort(
+        RadioChannel_1, ITrafHandler::HccdPortId_0, &client));
+    seen.push_back(handler->hccdControllerSendMessage(
+        RadioChannel_1, ITrafHandler::HccdPortId_6, data, 1));
+    seen.push_back(handler->doOnPhasePreFrameformatLoad(RadioChannel_1));
+    seen.push_back(handler->hccdControllerSendMessage(
+        RadioChannel_1, ITrafHandler::HccdPortId_4, data, 1));
+    seen.push_back(handler->doOnPhasePreFrameformatLoad(channel3()));
+    seen.push_back(handler->doOnPhasePostFrameformatLoad(RadioChannel_1));
+    seen.push_back(handler->doOnPhasePostFrameformatLoad(RadioChannel_2));
+    seen.push_back(handler->hccdControllerSendMessage(
+        RadioChannel_1, ITrafHandler::HccdPortId_4, data, 1));
+    seen.push_back(handler->dspIfSetXauiPacketSize(1234));
+    seen.push_back(handler->dspIfGetXauiPacketSize(size));
+    seen.push_back(
+        handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate));
+    seen.push_back(
+        handler->rlaGetRatesForTaps(RadioChannel_2, dspRate, idleRate));
+    seen.insert(seen.end(), {size, dspRate, idleRate});
+    // Enough messages for the sampled data trace, and every failure.
+    for (int i = 0; i < 404; ++i) {
+      handler->invokeHccdPortCallback(RadioChannel_1, data, 1, 0);
+    }
+    handler->invokeHccdPortCallback(RadioChannel_1, data, 1, 5);
+    handler->invokeHccdPortCallback(RadioChannel_2, data, 1, 0);
+    client.action = [] { throw std::runtime_error("client failed"); };
+    handler->invokeHccdPortCallback(RadioChannel_1, data, 1, 0);
+    seen.push_back(client.calls.size());
+    handler->deinitialize();
+    seen.push_back(handler->initialize(hccd));
+    handler.reset();
+    seen.push_back(hccd.calls().size());
+    seen.push_back(driver(testsupport::kFec1).calls().size());
+    seen.push_back(driver(testsupport::kXaui).value());
+    return seen;
+  }
+
+  static RadioChannel channel3() { return static_cast<RadioChannel>(3); }
+};
+
+TEST_P(FailingTraceTest, ChangesNoResultAndNoState) {
+  standin::TraceControl::setThreshold(testsupport::kTraceObject, 0);
+  const std::vector<std::uint64_t> quiet = everyOperation();
+
+  testsupport::resetPlatform();
+  hccd.clearCalls();
+  handler = std::make_unique<tarvik::TrafHandler>(RadioChannel_2);
+  const bool fromIsEnabled = GetParam();
+  standin::TraceControl::setThrowing(testsupport::kTraceObject, fromIsEnabled,
+                                     !fromIsEnabled);
+
+  EXPECT_EQ(everyOperation(), quiet);
+  EXPECT_GT(
+      fromIsEnabled
+          ? standin::TraceControl::isEnabledCalls(testsupport::kTraceObject)
+          : standin::TraceControl::logCalls(testsupport::kTraceObject),
+      20U);
+}
+
+INSTANTIATE_TEST_SUITE_P(From, FailingTraceTest, testing::Bool(),
+                         [](const testing::TestParamInfo<bool>& param) {
+                           return std::string(param.param ? "IsEnabled"
+                                                          : "LogCalls");
+                         });
 
 TEST_F(TraceConventionsTest, LevelsOneToThreeAreOnByDefault) {
   standin::TraceControl::resetLevels();

@@ -40,7 +40,7 @@ bool bindDriver(CDriver_Interface** driver, const std::string& name) {
 
 // "channel." + channel + suffix, the name of a per-channel driver.
 std::string channelDriverName(RadioChannel channel, const char* suffix) {
-  std::ostringstream name;
+  PlainTextStream name;
   name << "channel." << static_cast<unsigned>(channel) << suffix;
   return name.str();
 }
@@ -124,7 +124,7 @@ std::ostream& operator<<(std::ostream& out, const FirstByte& byte) {
 
 [[noreturn, gnu::cold, gnu::noinline]] void throwInvalidPortIndex(
     unsigned int portIndex) {
-  std::ostringstream error;
+  PlainTextStream error;
   error << "Invalid HccdPortIndex to HccdPortId conversion: " << portIndex;
   throw std::invalid_argument(error.str());
 }
@@ -132,7 +132,7 @@ std::ostream& operator<<(std::ostream& out, const FirstByte& byte) {
 [[noreturn, gnu::cold, gnu::noinline]] void throwPortNotFound(
     RadioChannel channel, const unsigned char* data, unsigned int length,
     unsigned int portIndex, std::uint32_t portId) {
-  std::ostringstream error;
+  PlainTextStream error;
   error << "Port id " << portId << " not found, portIndex: " << portIndex
         << ", for ct " << static_cast<unsigned>(channel)
         << ": Data: " << FirstByte{data, length};
@@ -147,9 +147,20 @@ std::ostream& operator<<(std::ostream& out, const FirstByte& byte) {
 
 }  // namespace
 
-TrafHandler& TrafHandler::getInstance(RadioChannel numberOfChannels) {
+namespace {
+
+// The library's single handler, for `getInstance` and the receive entries.
+// Called within the library without going through the exported symbol, so
+// that a received message pays only the construction guard's check.
+TrafHandler& theInstance(RadioChannel numberOfChannels) {
   static TrafHandler instance(numberOfChannels);
   return instance;
+}
+
+}  // namespace
+
+TrafHandler& TrafHandler::getInstance(RadioChannel numberOfChannels) {
+  return theInstance(numberOfChannels);
 }
 
 TrafHandler::TrafHandler(RadioChannel numberOfChannels)
@@ -421,15 +432,15 @@ void TrafHandler::invokeHccdPortCallback(RadioChannel channel,
                                          unsigned char* data,
                                          unsigned int length,
                                          unsigned int portIndex) const {
-  const std::int32_t count =
-      receivedDataTraceCounter.load(std::memory_order_relaxed);
-  if (count < kReceivedDataTraceInterval) {
-    receivedDataTraceCounter.store(count + 1, std::memory_order_relaxed);
-  } else {
-    receivedDataTraceCounter.store(0, std::memory_order_relaxed);
-    traceReceivedData(channel, data, length);
-  }
   try {
+    const std::int32_t count =
+        receivedDataTraceCounter.load(std::memory_order_relaxed);
+    if (count < kReceivedDataTraceInterval) {
+      receivedDataTraceCounter.store(count + 1, std::memory_order_relaxed);
+    } else {
+      receivedDataTraceCounter.store(0, std::memory_order_relaxed);
+      traceReceivedData(channel, data, length);
+    }
     const std::uint32_t portId = toHccdPortId(portIndex);
     if (portId == kInvalidHccdPortId) {
       throwInvalidPortIndex(portIndex);
@@ -484,14 +495,20 @@ std::uint32_t TrafHandler::doOnModuleInit(RadioChannel channel) {
     return kPhaseFailure;
   }
   // The XAUI driver is common to all channels: the first channel to get
-  // here binds it.
-  if (m_xauiPacketSizeDriver == nullptr &&
-      !bindDriver(&m_xauiPacketSizeDriver, kXauiPacketSizeDriverName)) {
-    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnModuleInit",
-                   " Failed to get " << kXauiPacketSizeDriverName);
-    return kPhaseFailure;
+  // here binds it. Bound into a local and stored whole, so that other
+  // threads never see the layer's work in progress; what the layer leaves
+  // there on failure is kept as well.
+  if (m_xauiPacketSizeDriver == nullptr) {
+    CDriver_Interface* xauiDriver = nullptr;
+    const bool bound = bindDriver(&xauiDriver, kXauiPacketSizeDriverName);
+    m_xauiPacketSizeDriver = xauiDriver;
+    if (!bound) {
+      TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnModuleInit",
+                     " Failed to get " << kXauiPacketSizeDriverName);
+      return kPhaseFailure;
+    }
   }
-  std::ostringstream frameFormatName;
+  PlainTextStream frameFormatName;
   frameFormatName << "IFrameFormat"
                   << "_" << static_cast<unsigned>(channel);
   IFrameFormat* const frameFormat =
@@ -570,12 +587,13 @@ std::uint32_t TrafHandler::doOnPhasePostFrameformatLoad(RadioChannel channel) {
                                           "updated");
 
   const std::uint32_t xauiPacketSize = frameFormat.getXauiPacketSize();
-  if (m_xauiPacketSizeDriver == nullptr) {
+  CDriver_Interface* const xauiDriver = m_xauiPacketSizeDriver;
+  if (xauiDriver == nullptr) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnPhasePostFrameformatLoad",
                    " XAUI Packet size driver interface not found");
     return kPhaseFailure;
   }
-  if (!driverSucceeded(driverWrite(*m_xauiPacketSizeDriver, xauiPacketSize))) {
+  if (!driverSucceeded(driverWrite(*xauiDriver, xauiPacketSize))) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnPhasePostFrameformatLoad",
                    " Failed to write XAUI packet size to driver");
     return kPhaseFailure;
@@ -584,12 +602,13 @@ std::uint32_t TrafHandler::doOnPhasePostFrameformatLoad(RadioChannel channel) {
 }
 
 std::uint32_t TrafHandler::dspIfSetXauiPacketSize(unsigned int size) {
-  if (m_xauiPacketSizeDriver == nullptr) {
+  CDriver_Interface* const xauiDriver = m_xauiPacketSizeDriver;
+  if (xauiDriver == nullptr) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "dspIfSetXauiPacketSize",
                    ": XauiPacketSizeDriver not bound");
     return 1;
   }
-  if (!driverSucceeded(driverWrite(*m_xauiPacketSizeDriver, size))) {
+  if (!driverSucceeded(driverWrite(*xauiDriver, size))) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "dspIfSetXauiPacketSize",
                    ": Failed to write to XauiPacketSizeDriver");
     return 1;
@@ -598,13 +617,14 @@ std::uint32_t TrafHandler::dspIfSetXauiPacketSize(unsigned int size) {
 }
 
 std::uint32_t TrafHandler::dspIfGetXauiPacketSize(unsigned int& size) {
-  if (m_xauiPacketSizeDriver == nullptr) {
+  CDriver_Interface* const xauiDriver = m_xauiPacketSizeDriver;
+  if (xauiDriver == nullptr) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "dspIfGetXauiPacketSize",
                    "XauiPacketSizeDriver not bound");
     return 1;
   }
   std::uint32_t value = 0;
-  if (!driverSucceeded(driverRead(*m_xauiPacketSizeDriver, &value))) {
+  if (!driverSucceeded(driverRead(*xauiDriver, &value))) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "dspIfGetXauiPacketSize",
                    "Failed to read from XauiPacketSizeDriver");
     return 1;
@@ -662,29 +682,27 @@ std::ostream& operator<<(std::ostream& out, const UnknownException& what) {
 }
 
 // Reports an exception that is not a `std::exception`, under the name of the
-// entry the transport called. Should the trace facility itself fail here,
-// there is nowhere left to report it: it ends here too, as the transport
-// cannot take it.
+// entry the transport called.
 [[gnu::cold, gnu::noinline]] void traceUnknownException(
     RadioChannel channel, unsigned int portIndex) {
   const UnknownException what{channel, portIndex};
-  try {
-    if (channel == RadioChannel_1) {
-      TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccDataReceivedCt1", what);
-    } else {
-      TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccDataReceivedCt2", what);
-    }
-  } catch (...) {  // NOLINT(bugprone-empty-catch)
+  if (channel == RadioChannel_1) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccDataReceivedCt1", what);
+  } else {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccDataReceivedCt2", what);
   }
 }
 
 // Both entries reach the one traffic handler; a C transport cannot take a
-// C++ exception, so nothing leaves them.
+// C++ exception, so nothing leaves them but the unwinding of a cancelled
+// transport thread, which must reach the thread's start.
 int dispatchReceived(RadioChannel channel, unsigned char* data,
                      unsigned int length, unsigned int portIndex) {
   try {
-    tarvik::TrafHandler::getInstance(RadioChannel_1)
+    tarvik::theInstance(RadioChannel_1)
         .invokeHccdPortCallback(channel, data, length, portIndex);
+  } catch (const abi::__forced_unwind&) {
+    throw;
   } catch (...) {
     traceUnknownException(channel, portIndex);
   }
