@@ -695,9 +695,12 @@ std::ostream& operator<<(std::ostream& out, const UnknownException& what) {
 
 // Both entries reach the one traffic handler; a C transport cannot take a
 // C++ exception, so nothing leaves them but the unwinding of a cancelled
-// transport thread, which must reach the thread's start.
-int dispatchReceived(RadioChannel channel, unsigned char* data,
-                     unsigned int length, unsigned int portIndex) {
+// transport thread, which must reach the thread's start. Flattened: the
+// transport calls it for every message, and only the cold failure paths
+// stay out of line.
+[[gnu::flatten]] int dispatchReceived(RadioChannel channel, unsigned char* data,
+                                      unsigned int length,
+                                      unsigned int portIndex) {
   try {
     tarvik::theInstance(RadioChannel_1)
         .invokeHccdPortCallback(channel, data, length, portIndex);
