@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <sstream>
+#include <stdexcept>
 
 #include "TraceControl.h"
 
@@ -16,6 +17,8 @@ struct QelTrace::State {
   std::uint32_t constructorMask = 0;
   std::atomic<std::uint64_t> isEnabledCalls{0};
   std::atomic<std::uint64_t> logCalls{0};
+  std::atomic<bool> throwFromIsEnabled{false};
+  std::atomic<bool> throwFromLog{false};
 };
 
 namespace standin {
@@ -54,9 +57,17 @@ ObjectState& stateOf(const char* name) {
   return reg.state(name);
 }
 
+void throwIf(const std::atomic<bool>& throwing) {
+  if (throwing.load(std::memory_order_relaxed)) {
+    throw std::runtime_error("trace facility failed");
+  }
+}
+
 void emit(const char* object, QelTraceLevel level, bool entry,
           const QelTraceHeader& header, std::string text) {
-  stateOf(object).logCalls.fetch_add(1, std::memory_order_relaxed);
+  ObjectState& state = stateOf(object);
+  state.logCalls.fetch_add(1, std::memory_order_relaxed);
+  throwIf(state.throwFromLog);
   TraceRecord record{
       object,         level,
       entry,          header.file != nullptr ? header.file : "",
@@ -116,7 +127,18 @@ void TraceControl::resetLevels() {
     state.overridden.store(false);
     state.isEnabledCalls.store(0);
     state.logCalls.store(0);
+    state.throwFromIsEnabled.store(false);
+    state.throwFromLog.store(false);
   }
+}
+
+void TraceControl::setThrowing(const std::string& object, bool fromIsEnabled,
+                               bool fromLog) {
+  Registry& reg = registry();
+  const std::lock_guard<std::mutex> lock(reg.mutex);
+  ObjectState& state = reg.state(object);
+  state.throwFromIsEnabled.store(fromIsEnabled);
+  state.throwFromLog.store(fromLog);
 }
 
 std::vector<TraceRecord> TraceControl::records() {
@@ -176,6 +198,7 @@ bool QelTrace::isEnabled(QelTraceLevel level) const {
   // or after this object was created apply alike; no lookup on this path.
   State& state = *m_state;
   state.isEnabledCalls.fetch_add(1, std::memory_order_relaxed);
+  standin::throwIf(state.throwFromIsEnabled);
   return (state.enabledMask.load(std::memory_order_relaxed) &
           (1U << (level & 31U))) != 0;
 }

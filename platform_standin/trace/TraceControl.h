@@ -44,8 +44,15 @@ class TraceControl {
   static void setThreshold(const std::string& object, std::uint32_t level);
   static void setLevelEnabled(const std::string& object, QelTraceLevel level,
                               bool enabled);
-  // Back to the constructor's levels and zeroed counters for every object.
+  // Back to the constructor's levels, zeroed counters and no throwing for
+  // every object.
   static void resetLevels();
+
+  // Makes `isEnabled` (when `fromIsEnabled`) and `logEnterMsg` and `logMsg`
+  // (when `fromLog`) of `object` throw a `std::runtime_error`, as a failing
+  // facility on the board may.
+  static void setThrowing(const std::string& object, bool fromIsEnabled,
+                          bool fromLog);
 
   // Lines recorded since the last `clearRecords`, oldest first.
   static std::vector<TraceRecord> records();

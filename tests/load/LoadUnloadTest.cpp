@@ -74,6 +74,22 @@ TEST_F(LoadUnloadTest, ClientsFindTheHandlerInTheRegistry) {
   module->deinitialize();
 }
 
+// The destructor runs at dlclose and must not let a failing trace facility
+// end the process.
+TEST_F(LoadUnloadTest, UnloadWithAFailingTraceFacilityLeavesTheProcessRunning) {
+  ASSERT_NE(module, nullptr);
+  (void)module->getInstance(RadioChannel_2);
+  (void)module->initialize(hccd);
+  standin::TraceControl::setThrowing("OVT.TRAF", false, true);
+
+  std::string error;
+  EXPECT_TRUE(module->unload(error)) << error;
+  standin::TraceControl::setThrowing("OVT.TRAF", false, false);
+
+  EXPECT_FALSE(hccd.isServiceRunning(0));
+  EXPECT_FALSE(libraryStillLoaded());
+}
+
 TEST_F(LoadUnloadTest, UnloadRunsTheDestructorWhichTearsDown) {
   ASSERT_NE(module, nullptr);
   ITrafHandler& handler = module->getInstance(RadioChannel_2);

@@ -224,6 +224,30 @@ TEST_P(SendTableTest, SendsOnTheTablesPortIndexOfTheChannelsCt) {
 INSTANTIATE_TEST_SUITE_P(PortIds, SendTableTest,
                          testing::ValuesIn(testsupport::portIdToIndexTable()));
 
+// The bytes and their length are the caller's and the HCC-D handler's
+// business: an empty message goes out like any other.
+TEST_F(HccdPortTest, EmptyMessageIsHandedOnAsItIs) {
+  unsigned char data[] = {7};
+  forgetHistory();
+
+  EXPECT_EQ(
+      handler->hccdControllerSendMessage(RadioChannel_1, portId(4), data, 0),
+      0U);
+  EXPECT_EQ(handler->hccdControllerSendMessage(RadioChannel_2, portId(14),
+                                               nullptr, 0),
+            0U);
+
+  EXPECT_THAT(traceLines(), IsEmpty());
+  const auto calls = hccd.calls();
+  ASSERT_EQ(calls.size(), 2U);
+  EXPECT_EQ(calls[0].kind, Call::Send);
+  EXPECT_EQ(calls[0].portIndex, 6U);
+  EXPECT_THAT(calls[0].data, IsEmpty());
+  EXPECT_EQ(calls[1].ctIndex, 1U);
+  EXPECT_EQ(calls[1].portIndex, 4U);
+  EXPECT_THAT(calls[1].data, IsEmpty());
+}
+
 TEST_F(HccdPortTest, SendDuringLoadIsDroppedSilentlyOnThatChannelOnly) {
   unsigned char data[] = {1};
   ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1), 0U);
@@ -288,11 +312,7 @@ INSTANTIATE_TEST_SUITE_P(
         // Outside the load flags: refused before any flag is read.
         RefusedSend{"ChannelAboveTwo", 3, 4, false, 2, true,
                     "ct 3: channel not allowed for portId 4"},
-        RefusedSend{"NullData", 1, 4, true, 2, true,
-                    "ct 1: empty message for portId 4 not sent"},
-        RefusedSend{"LengthZero", 2, 14, false, 0, true,
-                    "ct 2: empty message for portId 14 not sent"},
-        // The port is looked up before the message is checked.
+        // An empty message changes nothing about the port lookup.
         RefusedSend{"LengthZeroOnPortWithoutIndex", 2, 6, false, 0, true,
                     "ct 2: unknown port index for portId 6"},
         RefusedSend{"BeforeInitialize", 1, 4, false, 2, false,

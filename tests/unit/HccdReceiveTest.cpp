@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <pthread.h>
+
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -239,16 +241,56 @@ TEST_F(HccdEntryTest, NonStdExceptionFromCallbackStaysInTheEntry) {
                                "callback, ct 2, portIndex 1"}));
 }
 
-TEST_F(HccdEntryTest, FailingTraceFacilityDoesNotLeaveTheEntries) {
-  standin::TraceControl::setPrinter(
-      [](const standin::TraceRecord&) { throw 7; });
+// A trace facility that throws, from `isEnabled` or from its log calls,
+// costs no message its delivery, the sampled data trace's included, and
+// leaves no entry.
+TEST_F(HccdEntryTest, FailingTraceFacilityCostsNoMessageItsDelivery) {
+  auto& first = registerPort<RecordingHccdCallback>(RadioChannel_1, 7);
+  auto& second = registerPort<RecordingHccdCallback>(RadioChannel_2, 7);
   unsigned char data[] = {1};
+  for (const bool fromIsEnabled : {true, false}) {
+    first.calls.clear();
+    second.calls.clear();
+    second.action = nullptr;
+    standin::TraceControl::setThrowing(testsupport::kTraceObject, fromIsEnabled,
+                                       !fromIsEnabled);
+    for (int i = 0; i < kTraceInterval; ++i) {
+      EXPECT_EQ(hccDataReceivedCt1(nullptr, data, 1, 8), 0);
+      EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 1, 8), 0);
+      EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 1, 15), 0);
+    }
+    second.action = [] { throw 42; };
+    EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 1, 8), 0);
 
-  // Both failure traces of the entry throw.
-  EXPECT_EQ(hccDataReceivedCt1(nullptr, data, 1, 5), 0);
-  EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 1, 15), 0);
+    EXPECT_EQ(first.calls.size(), std::size_t{kTraceInterval});
+    EXPECT_EQ(second.calls.size(), std::size_t{kTraceInterval} + 1);
+  }
+}
 
-  standin::TraceControl::setPrinter(nullptr);
+// glibc ends a cancelled or exiting thread by unwinding it with an exception
+// that must reach the thread's start; an entry that swallowed it would abort
+// the process.
+TEST_F(HccdEntryTest, TransportThreadEndedInACallbackEndsAndTheProcessLives) {
+  auto& callback = registerPort<RecordingHccdCallback>(RadioChannel_1, 8);
+  callback.action = [] { pthread_exit(nullptr); };
+  static bool entryReturned = false;
+  pthread_t transport{};
+  ASSERT_EQ(pthread_create(
+                &transport, nullptr,
+                [](void* /*unused*/) -> void* {
+                  unsigned char data[1] = {1};
+                  (void)hccDataReceivedCt1(nullptr, data, 1, 9);
+                  entryReturned = true;
+                  return &entryReturned;
+                },
+                nullptr),
+            0);
+  void* result = &entryReturned;
+  ASSERT_EQ(pthread_join(transport, &result), 0);
+
+  EXPECT_EQ(result, nullptr) << "the thread ended through pthread_exit";
+  EXPECT_FALSE(entryReturned);
+  EXPECT_EQ(callback.calls.size(), 1U);
 }
 
 TEST_F(HccdEntryTest, DataTraceComesWithEvery202ndMessageAcrossBothEntries) {

@@ -368,10 +368,11 @@ TEST_F(LifecycleTest, StartStopWithLevel3OffMakesTheSameCalls) {
   EXPECT_THAT(traceLines(), IsEmpty());
 }
 
-TEST_F(LifecycleTest, StartStopBeforeInitializeFailsWithoutCallingAnything) {
+// Start and stop answer 0 for every action and channel, here too.
+TEST_F(LifecycleTest, StartStopBeforeInitializeAnswersZeroCallingNothing) {
   EXPECT_EQ(
       handler->hccdControllerStartStop(RadioChannel_1, ITrafHandler::Start),
-      1U);
+      0U);
 
   EXPECT_THAT(traceLines(),
               ElementsAre(Line{1, "hccdControllerStartStop",

@@ -139,8 +139,8 @@ class TrafHandler final : public ITrafHandler {
   // XAUI driver (once) and its frame-format object. Returns 0 or 0x8000.
   std::uint32_t doOnModuleInit(RadioChannel channel);
 
-  // Marks `channel` as loading a frame format. Returns 0, or 0x8000 for a
-  // channel outside the tables.
+  // Marks `channel` as loading a frame format. Returns 0, also for a channel
+  // outside the tables, which is traced and left unmarked.
   std::uint32_t doOnPhasePreFrameformatLoad(RadioChannel channel);
 
   // Clears the loading mark of `channel` and writes the loaded frame

@@ -1,5 +1,13 @@
+// The traffic handler: lifecycle, the HCC-D controller (service start and
+// stop, port registration, sending, receive dispatch and the transport's
+// entries) and the traffic settings (driver binding, frame-format load
+// phases, XAUI packet size, RLA tap rates). One unit, as every trace header
+// names this file.
 #include "TarvikTrafHandler.h"
 
+#include <stdexcept>
+
+#include "DriverAccess.h"
 #include "TarvikPhaseHandler.h"
 #include "TrafTrace.h"
 
@@ -17,11 +25,142 @@ constexpr const char kRegistryName[] = "ITrafHandler";
 // Channels beyond this are never served, whatever the platform asks for.
 constexpr std::uint32_t kMaxServedChannels = 2;
 
+bool isTableChannel(RadioChannel channel) {
+  return channel < TrafHandler::kChannelTableSize;
+}
+
+constexpr const char kXauiPacketSizeDriverName[] =
+    "common.traf.dsp.xaui.packet.size";
+
+// Binds the driver `name` into `*driver`; what the layer leaves there on
+// failure stays.
+bool bindDriver(CDriver_Interface** driver, const std::string& name) {
+  return driverSucceeded(CDriver_GetInterface(driver, name.c_str()));
+}
+
+// "channel." + channel + suffix, the name of a per-channel driver.
+std::string channelDriverName(RadioChannel channel, const char* suffix) {
+  PlainTextStream name;
+  name << "channel." << static_cast<unsigned>(channel) << suffix;
+  return name.str();
+}
+
+// Marks a port id that has no HCC-D port index, and vice versa.
+constexpr std::uint32_t kInvalidHccdPortIndex = 15;
+constexpr std::uint32_t kInvalidHccdPortId = 15;
+
+// HCC-D port index of each port id; not the identity.
+constexpr std::uint32_t hccdPortIndexTable[TrafHandler::kHccdPortIdCount] = {
+    0, 1, 2, 3, 6, 7, kInvalidHccdPortIndex, 8, 9, 10, 11, 12, 13, 14, 4};
+
+// Port id of each HCC-D port index: the inverse of the table above.
+constexpr std::uint32_t hccdPortIdTable[TrafHandler::kHccdPortIdCount] = {
+    0, 1, 2, 3, 14, kInvalidHccdPortId, 4, 5, 7, 8, 9, 10, 11, 12, 13};
+
+constexpr bool isInverse() {
+  for (std::uint32_t id = 0; id < TrafHandler::kHccdPortIdCount; ++id) {
+    const std::uint32_t index = hccdPortIndexTable[id];
+    if (index != kInvalidHccdPortIndex && hccdPortIdTable[index] != id) {
+      return false;
+    }
+  }
+  return true;
+}
+static_assert(isInverse(), "port index table and its inverse disagree");
+
+// Received messages until the next sampled data trace; shared by both
+// receive entries. Relaxed: the pacing may slip under concurrent reception,
+// but the hot path pays no read-modify-write.
+std::atomic<std::int32_t> receivedDataTraceCounter{0};
+constexpr std::int32_t kReceivedDataTraceInterval = 201;
+
+std::uint32_t toHccdPortIndex(std::uint32_t portId) {
+  if (portId >= TrafHandler::kHccdPortIdCount) {
+    return kInvalidHccdPortIndex;
+  }
+  return hccdPortIndexTable[portId];
+}
+
+std::uint32_t toHccdPortId(std::uint32_t portIndex) {
+  if (portIndex >= TrafHandler::kHccdPortIdCount) {
+    return kInvalidHccdPortId;
+  }
+  return hccdPortIdTable[portIndex];
+}
+
+unsigned int ctIndex(RadioChannel channel) {
+  return channel == RadioChannel_1 ? 0U : 1U;
+}
+
+rl::traf::HccdReceiveFunction receiveFunction(RadioChannel channel) {
+  return channel == RadioChannel_1 ? &hccDataReceivedCt1 : &hccDataReceivedCt2;
+}
+
+// The first byte of a message as trace texts show it: an unsigned number, or
+// "(none)" for an empty message, which has no first byte to read.
+struct FirstByte {
+  const unsigned char* data;
+  unsigned int length;
+};
+
+std::ostream& operator<<(std::ostream& out, const FirstByte& byte) {
+  if (byte.data == nullptr || byte.length == 0) {
+    return out << "(none)";
+  }
+  return out << static_cast<unsigned>(byte.data[0]);
+}
+
+// The failure paths of receive dispatch are kept out of line, so that
+// composing their texts costs the per-message path nothing, neither
+// instructions nor stack.
+
+[[gnu::cold, gnu::noinline]] void traceReceivedData(RadioChannel channel,
+                                                    const unsigned char* data,
+                                                    unsigned int length) {
+  TRAF_TRACE_MSG(QEL_TRACE_LEVEL_5, "invokeHccdPortCallback",
+                 "ct " << static_cast<unsigned>(channel)
+                       << ": Data: " << FirstByte{data, length});
+}
+
+[[noreturn, gnu::cold, gnu::noinline]] void throwInvalidPortIndex(
+    unsigned int portIndex) {
+  PlainTextStream error;
+  error << "Invalid HccdPortIndex to HccdPortId conversion: " << portIndex;
+  throw std::invalid_argument(error.str());
+}
+
+[[noreturn, gnu::cold, gnu::noinline]] void throwPortNotFound(
+    RadioChannel channel, const unsigned char* data, unsigned int length,
+    unsigned int portIndex, std::uint32_t portId) {
+  PlainTextStream error;
+  error << "Port id " << portId << " not found, portIndex: " << portIndex
+        << ", for ct " << static_cast<unsigned>(channel)
+        << ": Data: " << FirstByte{data, length};
+  throw std::invalid_argument(error.str());
+}
+
+[[gnu::cold, gnu::noinline]] void traceReceiveException(
+    const std::exception& error) {
+  TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "invokeHccdPortCallback",
+                 "Exception: " << error.what());
+}
+
+}  // namespace
+
+namespace {
+
+// The library's single handler, for `getInstance` and the receive entries.
+// Called within the library without going through the exported symbol, so
+// that a received message pays only the construction guard's check.
+TrafHandler& theInstance(RadioChannel numberOfChannels) {
+  static TrafHandler instance(numberOfChannels);
+  return instance;
+}
+
 }  // namespace
 
 TrafHandler& TrafHandler::getInstance(RadioChannel numberOfChannels) {
-  static TrafHandler instance(numberOfChannels);
-  return instance;
+  return theInstance(numberOfChannels);
 }
 
 TrafHandler::TrafHandler(RadioChannel numberOfChannels)
@@ -160,4 +299,427 @@ std::uint32_t TrafHandler::rliResetI2C(RadioChannel /*channel*/) { return 2; }
 
 std::uint32_t TrafHandler::getNumberOfNativeRlChannel() { return 0; }
 
+std::uint32_t TrafHandler::hccdControllerStartStop(RadioChannel channel,
+                                                   Action action) const {
+  if (action != Start && action != Stop) {
+    return 0;
+  }
+  if (m_hccdHandler == nullptr) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccdControllerStartStop",
+                   "ct " << static_cast<unsigned>(channel)
+                         << ": no HCC-D handler, initialize first");
+    // Start and stop answer 0 whatever happens; the trace says why nothing
+    // was started.
+    return 0;
+  }
+  switch (action) {
+    case Start:
+      TRAF_TRACE_MSG(QEL_TRACE_LEVEL_3, "hccdControllerStartStop",
+                     "Starting HCC-D service for channel "
+                         << static_cast<unsigned>(channel));
+      (void)m_hccdHandler->startService(ctIndex(channel));
+      break;
+    case Stop:
+      TRAF_TRACE_MSG(QEL_TRACE_LEVEL_3, "hccdControllerStartStop",
+                     "Stopping HCC-D service for channel "
+                         << static_cast<unsigned>(channel));
+      (void)m_hccdHandler->stopService(ctIndex(channel));
+      break;
+  }
+  return 0;
+}
+
+std::uint32_t TrafHandler::hccdControllerRegisterPort(
+    RadioChannel channel, HccdPortId portId, HccdPortCallback* callback) {
+  TRAF_TRACE_ENTER_TEXT("hccdControllerRegisterPort",
+                        "ct=" << static_cast<unsigned>(channel));
+  if (m_hccdHandler == nullptr) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccdControllerRegisterPort",
+                   "ct " << static_cast<unsigned>(channel) << ": PortId "
+                         << static_cast<unsigned>(portId)
+                         << " not registered, no HCC-D handler, initialize "
+                            "first");
+    return 1;
+  }
+  if (callback == nullptr) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccdControllerRegisterPort",
+                   "ct " << static_cast<unsigned>(channel) << ": PortId "
+                         << static_cast<unsigned>(portId)
+                         << " not registered, null callback");
+    return 1;
+  }
+  bool refused = channel > RadioChannel_2;
+  if (!refused) {
+    const std::lock_guard<std::mutex> lock(m_hccdRegistrationMutex);
+    for (const HccdRegistration& registration : m_hccdPortCallbacks) {
+      if (registration.first == channel &&
+          registration.second.portId == portId) {
+        refused = true;
+        break;
+      }
+    }
+    if (!refused) {
+      m_hccdPortCallbacks.push_back({channel, {portId, callback}});
+      if (portId < kHccdPortIdCount) {
+        m_hccdDispatchTable[channel][portId].store(callback,
+                                                   std::memory_order_release);
+      }
+    }
+  }
+  if (refused) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccdControllerRegisterPort",
+                   "ct " << static_cast<unsigned>(channel) << ": PortId "
+                         << static_cast<unsigned>(portId)
+                         << " already registered or channel not allowed");
+    return 1;
+  }
+  const std::uint32_t portIndex = toHccdPortIndex(portId);
+  if (portIndex == kInvalidHccdPortIndex) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccdControllerRegisterPort",
+                   "ct " << static_cast<unsigned>(channel)
+                         << ": unknown port index for portId "
+                         << static_cast<unsigned>(portId));
+    return 1;
+  }
+  const rl::traf::HccdReceiveBinding binding{nullptr, receiveFunction(channel)};
+  (void)m_hccdHandler->registerPort(ctIndex(channel), portIndex, binding);
+  TRAF_TRACE_MSG(QEL_TRACE_LEVEL_3, "hccdControllerRegisterPort",
+                 "Registered HCCD portId " << static_cast<unsigned>(portId)
+                                           << " (portIndex: " << portIndex
+                                           << ") for channel "
+                                           << static_cast<unsigned>(channel));
+  return 0;
+}
+
+std::uint32_t TrafHandler::hccdControllerSendMessage(
+    RadioChannel channel, HccdPortId portId, unsigned char* data,
+    unsigned int length) const {
+  if (!isTableChannel(channel)) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccdControllerSendMessage",
+                   "ct " << static_cast<unsigned>(channel)
+                         << ": channel not allowed for portId "
+                         << static_cast<unsigned>(portId));
+    return 1;
+  }
+  bool loadInProgress = false;
+  {
+    const std::lock_guard<std::mutex> lock(m_frameFormatLoadMutex);
+    loadInProgress = m_frameFormatLoadInProgress[channel];
+  }
+  if (loadInProgress) {
+    return 0;
+  }
+  const std::uint32_t portIndex = toHccdPortIndex(portId);
+  if (portIndex == kInvalidHccdPortIndex) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccdControllerSendMessage",
+                   "ct " << static_cast<unsigned>(channel)
+                         << ": unknown port index for portId "
+                         << static_cast<unsigned>(portId));
+    return 1;
+  }
+  if (m_hccdHandler == nullptr) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccdControllerSendMessage",
+                   "ct " << static_cast<unsigned>(channel)
+                         << ": no HCC-D handler, message for portId "
+                         << static_cast<unsigned>(portId) << " not sent");
+    return 1;
+  }
+  (void)m_hccdHandler->sendMessage(ctIndex(channel), portIndex, data, length);
+  return 0;
+}
+
+void TrafHandler::invokeHccdPortCallback(RadioChannel channel,
+                                         unsigned char* data,
+                                         unsigned int length,
+                                         unsigned int portIndex) const {
+  try {
+    const std::int32_t count =
+        receivedDataTraceCounter.load(std::memory_order_relaxed);
+    if (count < kReceivedDataTraceInterval) {
+      receivedDataTraceCounter.store(count + 1, std::memory_order_relaxed);
+    } else {
+      receivedDataTraceCounter.store(0, std::memory_order_relaxed);
+      traceReceivedData(channel, data, length);
+    }
+    const std::uint32_t portId = toHccdPortId(portIndex);
+    if (portId == kInvalidHccdPortId) {
+      throwInvalidPortIndex(portIndex);
+    }
+    HccdPortCallback* const callback =
+        isTableChannel(channel) ? m_hccdDispatchTable[channel][portId].load(
+                                      std::memory_order_acquire)
+                                : nullptr;
+    if (callback == nullptr) {
+      throwPortNotFound(channel, data, length, portIndex, portId);
+    }
+    const HccdPortId clientPortId = static_cast<HccdPortId>(portId);
+    callback->onHccdDataReceived(data, length, clientPortId);
+  } catch (const std::exception& error) {
+    traceReceiveException(error);
+  }
+}
+
+std::vector<TrafHandler::HccdRegistration> TrafHandler::hccdPortRegistrations()
+    const {
+  const std::lock_guard<std::mutex> lock(m_hccdRegistrationMutex);
+  return m_hccdPortCallbacks;
+}
+
+std::uint32_t TrafHandler::doOnModuleInit(RadioChannel channel) {
+  TRAF_TRACE_ENTER("doOnModuleInit");
+  if (!isTableChannel(channel)) {
+    TRAF_TRACE_MSG(
+        QEL_TRACE_LEVEL_1, "doOnModuleInit",
+        " Channel " << static_cast<unsigned>(channel) << " not served");
+    return kPhaseFailure;
+  }
+  const std::string fecTypeName =
+      channelDriverName(channel, ".traf.dsp.fec.type");
+  if (!bindDriver(&m_fecTypeDriver[channel], fecTypeName)) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnModuleInit",
+                   " Failed to get " << fecTypeName);
+    return kPhaseFailure;
+  }
+  const std::string dspRateName =
+      channelDriverName(channel, ".traf.rla.taps.dsp.rate");
+  if (!bindDriver(&m_dspRateDriver[channel], dspRateName)) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnModuleInit",
+                   " Failed to get " << dspRateName);
+    return kPhaseFailure;
+  }
+  const std::string idleRateName =
+      channelDriverName(channel, ".traf.rla.taps.idle.rate");
+  if (!bindDriver(&m_idleTrafficRateDriver[channel], idleRateName)) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnModuleInit",
+                   "Failed to get " << idleRateName);
+    return kPhaseFailure;
+  }
+  // The XAUI driver is common to all channels: the first channel to get
+  // here binds it. Bound into a local and stored whole, so that other
+  // threads never see the layer's work in progress; what the layer leaves
+  // there on failure is kept as well.
+  if (m_xauiPacketSizeDriver == nullptr) {
+    CDriver_Interface* xauiDriver = nullptr;
+    const bool bound = bindDriver(&xauiDriver, kXauiPacketSizeDriverName);
+    m_xauiPacketSizeDriver = xauiDriver;
+    if (!bound) {
+      TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnModuleInit",
+                     " Failed to get " << kXauiPacketSizeDriverName);
+      return kPhaseFailure;
+    }
+  }
+  PlainTextStream frameFormatName;
+  frameFormatName << "IFrameFormat"
+                  << "_" << static_cast<unsigned>(channel);
+  IFrameFormat* const frameFormat =
+      InterfaceBroker::getInstance()->getInterface<IFrameFormat>(
+          frameFormatName.str());
+  if (frameFormat == nullptr) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnModuleInit",
+                   "Failed to get " << frameFormatName.str());
+    return kPhaseFailure;
+  }
+  m_frameFormats[channel] = frameFormat;
+  return kPhaseSuccess;
+}
+
+void TrafHandler::indicateFrameFormatLoadInProgress(RadioChannel channel,
+                                                    bool inProgress) {
+  if (!isTableChannel(channel)) {
+    return;
+  }
+  const std::lock_guard<std::mutex> lock(m_frameFormatLoadMutex);
+  m_frameFormatLoadInProgress[channel] = inProgress;
+}
+
+std::uint32_t TrafHandler::doOnPhasePreFrameformatLoad(RadioChannel channel) {
+  TRAF_TRACE_ENTER("doOnPhasePreFrameformatLoad");
+  if (!isTableChannel(channel)) {
+    TRAF_TRACE_MSG(
+        QEL_TRACE_LEVEL_1, "doOnPhasePreFrameformatLoad",
+        " Channel " << static_cast<unsigned>(channel) << " not served");
+    // The pre-load phase has no failure to report: nothing to mark here.
+    return kPhaseSuccess;
+  }
+  indicateFrameFormatLoadInProgress(channel, true);
+  return kPhaseSuccess;
+}
+
+std::uint32_t TrafHandler::doOnPhasePostFrameformatLoad(RadioChannel channel) {
+  TRAF_TRACE_ENTER("doOnPhasePostFrameformatLoad");
+  if (!isTableChannel(channel)) {
+    TRAF_TRACE_MSG(
+        QEL_TRACE_LEVEL_1, "doOnPhasePostFrameformatLoad",
+        " Channel " << static_cast<unsigned>(channel) << " not served");
+    return kPhaseFailure;
+  }
+  // Cleared first, so that sending resumes whatever happens below.
+  indicateFrameFormatLoadInProgress(channel, false);
+
+  CDriver_Interface* const fecTypeDriver = m_fecTypeDriver[channel];
+  if (fecTypeDriver == nullptr) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnPhasePostFrameformatLoad",
+                   " FEC type driver interface not found for channel "
+                       << static_cast<unsigned>(channel));
+    return kPhaseFailure;
+  }
+  const auto frameFormatEntry = m_frameFormats.find(channel);
+  if (frameFormatEntry == m_frameFormats.end() ||
+      frameFormatEntry->second == nullptr) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnPhasePostFrameformatLoad",
+                   " Frame format interface not found for channel "
+                       << static_cast<unsigned>(channel));
+    return kPhaseFailure;
+  }
+  const IFrameFormat& frameFormat = *frameFormatEntry->second;
+
+  const std::int32_t fecType = frameFormat.getFecType();
+  if (!driverSucceeded(
+          driverWrite(*fecTypeDriver, static_cast<std::uint32_t>(fecType)))) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnPhasePostFrameformatLoad",
+                   " Failed to write FEC type to driver for channel "
+                       << static_cast<unsigned>(channel));
+    return kPhaseFailure;
+  }
+  TRAF_TRACE_MSG(QEL_TRACE_LEVEL_4, "doOnPhasePostFrameformatLoad",
+                 "FEC type is set to " << fecType
+                                       << " and early warning threshold "
+                                          "updated");
+
+  const std::uint32_t xauiPacketSize = frameFormat.getXauiPacketSize();
+  CDriver_Interface* const xauiDriver = m_xauiPacketSizeDriver;
+  if (xauiDriver == nullptr) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnPhasePostFrameformatLoad",
+                   " XAUI Packet size driver interface not found");
+    return kPhaseFailure;
+  }
+  if (!driverSucceeded(driverWrite(*xauiDriver, xauiPacketSize))) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnPhasePostFrameformatLoad",
+                   " Failed to write XAUI packet size to driver");
+    return kPhaseFailure;
+  }
+  return kPhaseSuccess;
+}
+
+std::uint32_t TrafHandler::dspIfSetXauiPacketSize(unsigned int size) {
+  CDriver_Interface* const xauiDriver = m_xauiPacketSizeDriver;
+  if (xauiDriver == nullptr) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "dspIfSetXauiPacketSize",
+                   ": XauiPacketSizeDriver not bound");
+    return 1;
+  }
+  if (!driverSucceeded(driverWrite(*xauiDriver, size))) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "dspIfSetXauiPacketSize",
+                   ": Failed to write to XauiPacketSizeDriver");
+    return 1;
+  }
+  return 0;
+}
+
+std::uint32_t TrafHandler::dspIfGetXauiPacketSize(unsigned int& size) {
+  CDriver_Interface* const xauiDriver = m_xauiPacketSizeDriver;
+  if (xauiDriver == nullptr) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "dspIfGetXauiPacketSize",
+                   "XauiPacketSizeDriver not bound");
+    return 1;
+  }
+  std::uint32_t value = 0;
+  if (!driverSucceeded(driverRead(*xauiDriver, &value))) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "dspIfGetXauiPacketSize",
+                   "Failed to read from XauiPacketSizeDriver");
+    return 1;
+  }
+  size = value;
+  return 0;
+}
+
+std::uint32_t TrafHandler::rlaGetRatesForTaps(RadioChannel channel,
+                                              unsigned int& dspRate,
+                                              unsigned int& idleRate) {
+  if (!isTableChannel(channel)) {
+    TRAF_TRACE_MSG(
+        QEL_TRACE_LEVEL_1, "rlaGetRatesForTaps",
+        " Channel " << static_cast<unsigned>(channel) << " not served");
+    return 1;
+  }
+  CDriver_Interface* const dspRateDriver = m_dspRateDriver[channel];
+  CDriver_Interface* const idleRateDriver = m_idleTrafficRateDriver[channel];
+  if (dspRateDriver == nullptr || idleRateDriver == nullptr) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "rlaGetRatesForTaps", " driver nullptr");
+    return 1;
+  }
+  std::uint32_t dspValue = 0;
+  if (!driverSucceeded(driverRead(*dspRateDriver, &dspValue))) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "rlaGetRatesForTaps",
+                   " Failed to read dspRateDriver");
+    return 1;
+  }
+  dspRate = dspValue;
+  std::uint32_t idleValue = 0;
+  if (!driverSucceeded(driverRead(*idleRateDriver, &idleValue))) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "rlaGetRatesForTaps",
+                   "Failed to read idleTrafficRateDriver");
+    return 1;
+  }
+  idleRate = idleValue;
+  return 0;
+}
+
 }  // namespace tarvik
+
+namespace {
+
+// The text reporting an exception that is not a `std::exception`.
+struct UnknownException {
+  RadioChannel channel;
+  unsigned int portIndex;
+};
+
+std::ostream& operator<<(std::ostream& out, const UnknownException& what) {
+  return out << "Exception: unknown exception from HCC-D port callback, ct "
+             << static_cast<unsigned>(what.channel) << ", portIndex "
+             << what.portIndex;
+}
+
+// Reports an exception that is not a `std::exception`, under the name of the
+// entry the transport called.
+[[gnu::cold, gnu::noinline]] void traceUnknownException(
+    RadioChannel channel, unsigned int portIndex) {
+  const UnknownException what{channel, portIndex};
+  if (channel == RadioChannel_1) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccDataReceivedCt1", what);
+  } else {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccDataReceivedCt2", what);
+  }
+}
+
+// Both entries reach the one traffic handler; a C transport cannot take a
+// C++ exception, so nothing leaves them but the unwinding of a cancelled
+// transport thread, which must reach the thread's start. Flattened: the
+// transport calls it for every message, and only the cold failure paths
+// stay out of line.
+[[gnu::flatten]] int dispatchReceived(RadioChannel channel, unsigned char* data,
+                                      unsigned int length,
+                                      unsigned int portIndex) {
+  try {
+    tarvik::theInstance(RadioChannel_1)
+        .invokeHccdPortCallback(channel, data, length, portIndex);
+  } catch (const abi::__forced_unwind&) {
+    throw;
+  } catch (...) {
+    traceUnknownException(channel, portIndex);
+  }
+  return 0;
+}
+
+}  // namespace
+
+extern "C" int hccDataReceivedCt1(void* /*context*/, unsigned char* data,
+                                  unsigned int length, unsigned int portIndex) {
+  return dispatchReceived(RadioChannel_1, data, length, portIndex);
+}
+
+extern "C" int hccDataReceivedCt2(void* /*context*/, unsigned char* data,
+                                  unsigned int length, unsigned int portIndex) {
+  return dispatchReceived(RadioChannel_2, data, length, portIndex);
+}

@@ -3,11 +3,17 @@
 // Every statement goes through `trafTrace` ("OVT.TRAF"). It asks `isEnabled`
 // first and composes nothing when its level is off; `errno` is the same after
 // the statement as before; each statement carries its own constant header
-// (source path, its line, the enclosing operation).
+// (source path, its line, the enclosing operation). Numbers are written in
+// plain decimal whatever global locale the platform has installed. A
+// statement never throws: what the trace facility or the composition throws
+// ends in the statement, except the unwinding of a cancelled thread.
 #ifndef SRC_PLATFORMSERVICES_TRAFHANDLER_PRIVATE_TRAFTRACE_H
 #define SRC_PLATFORMSERVICES_TRAFHANDLER_PRIVATE_TRAFTRACE_H
 
+#include <cxxabi.h>
+
 #include <cerrno>
+#include <locale>
 #include <sstream>
 
 #include "QelTrace.h"
@@ -33,46 +39,67 @@ class ErrnoGuard {
   int m_saved;
 };
 
+// A string stream for texts that others read (traces, exception texts,
+// names): numbers in plain decimal, never grouped or otherwise localised by
+// the global locale.
+class PlainTextStream : public std::ostringstream {
+ public:
+  PlainTextStream() { imbue(std::locale::classic()); }
+};
+
+// Runs one trace statement. A trace facility that fails must not change what
+// the operation does, so what it throws ends here; a cancelled thread's
+// unwinding goes on, as the thread must end.
+template <class Statement>
+void runTraceStatement(const Statement& statement) {
+  try {
+    statement();
+  } catch (const abi::__forced_unwind&) {
+    throw;
+  } catch (...) {  // NOLINT(bugprone-empty-catch)
+  }
+}
+
 }  // namespace tarvik
 
 // Entry into `function`, at level 6, header only.
 #define TRAF_TRACE_ENTER(function)                                        \
-  do {                                                                    \
+  ::tarvik::runTraceStatement([&] {                                       \
     if (::tarvik::trafTrace.isEnabled(QEL_TRACE_LEVEL_6)) {               \
       static constexpr QelTraceHeader kHeader{::tarvik::kTraceSourcePath, \
                                               __LINE__, function};        \
       const ::tarvik::ErrnoGuard errnoGuard;                              \
       ::tarvik::trafTrace.logEnterMsg(QEL_TRACE_LEVEL_6, kHeader);        \
     }                                                                     \
-  } while (false)
+  })
 
 // Entry into `function`, at level 6, with a text composed from the
 // streamed arguments.
 #define TRAF_TRACE_ENTER_TEXT(function, ...)                              \
-  do {                                                                    \
+  ::tarvik::runTraceStatement([&] {                                       \
     if (::tarvik::trafTrace.isEnabled(QEL_TRACE_LEVEL_6)) {               \
       static constexpr QelTraceHeader kHeader{::tarvik::kTraceSourcePath, \
                                               __LINE__, function};        \
       const ::tarvik::ErrnoGuard errnoGuard;                              \
-      std::ostringstream text;                                            \
+      ::tarvik::PlainTextStream text;                                     \
       text << __VA_ARGS__;                                                \
       ::tarvik::trafTrace.logEnterMsg(QEL_TRACE_LEVEL_6, kHeader,         \
                                       text.str().c_str());                \
     }                                                                     \
-  } while (false)
+  })
 
 // One message of `level` in `function`, composed from the streamed
 // arguments.
 #define TRAF_TRACE_MSG(level, function, ...)                              \
-  do {                                                                    \
+  ::tarvik::runTraceStatement([&] {                                       \
     if (::tarvik::trafTrace.isEnabled(level)) {                           \
       static constexpr QelTraceHeader kHeader{::tarvik::kTraceSourcePath, \
                                               __LINE__, function};        \
       const ::tarvik::ErrnoGuard errnoGuard;                              \
-      std::ostringstream text;                                            \
+      ::tarvik::PlainTextStream text;                                     \
       text << __VA_ARGS__;                                                \
       ::tarvik::trafTrace.logMsg(level, kHeader, text.str());             \
     }                                                                     \
-  } while (false)
+  })
 
 #endif  // SRC_PLATFORMSERVICES_TRAFHANDLER_PRIVATE_TRAFTRACE_H
