@@ -53,6 +53,19 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libovttrafhandler-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "${OVT_DEB_RUNTIME_NAME} (= ${PROJECT_VERSION})")
+# The board's package names for the cross toolchain's runtimes, taken from
+# the toolchain packages' own shlibs files (see CPackCrossShlibs.cmake).
+if(CMAKE_CROSSCOMPILING AND OVT_DEB_ARCH)
+  file(GLOB OVT_CROSS_SHLIBS_FILES
+    /var/lib/dpkg/info/*-${OVT_DEB_ARCH}-cross.shlibs)
+  set(CPACK_OVT_SHLIBS_LOCAL ${PROJECT_BINARY_DIR}/cpack/shlibs.local)
+  file(WRITE ${CPACK_OVT_SHLIBS_LOCAL} "")
+  foreach(shlibs IN LISTS OVT_CROSS_SHLIBS_FILES)
+    file(READ ${shlibs} lines)
+    file(APPEND ${CPACK_OVT_SHLIBS_LOCAL} "${lines}")
+  endforeach()
+  set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/CPackCrossShlibs.cmake)
+endif()
 if(CMAKE_CROSSCOMPILING AND CMAKE_SYSROOT)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_SYSROOT}/lib)
 elseif(CMAKE_CROSSCOMPILING AND OVT_TARGET_SYSROOT)

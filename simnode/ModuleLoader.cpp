@@ -81,6 +81,8 @@ std::unique_ptr<TrafHandlerModule> TrafHandlerModule::load(
   if (!resolve(library, entry::kGetInstance, module->m_getInstance, error) ||
       !resolve(library, entry::kInitialize, module->m_initialize, error) ||
       !resolve(library, entry::kDeinitialize, module->m_deinitialize, error) ||
+      !resolve(library, entry::kRegisterPhases, module->m_registerPhases,
+               error) ||
       !resolve(library, entry::kReceiveCt1, module->m_receiveCt1, error) ||
       !resolve(library, entry::kReceiveCt2, module->m_receiveCt2, error)) {
     return nullptr;
@@ -111,6 +113,10 @@ std::uint32_t TrafHandlerModule::initialize(
 }
 
 void TrafHandlerModule::deinitialize() { m_deinitialize(&instance()); }
+
+std::uint32_t TrafHandlerModule::registerPhases() {
+  return m_registerPhases(&instance());
+}
 
 rl::traf::HccdReceiveFunction TrafHandlerModule::receiveEntry(
     unsigned int ctIndex) const {

@@ -31,7 +31,6 @@ inline constexpr char kInitialize[] =
     "_ZN6tarvik11TrafHandler10initializeERN2rl4traf15HccdHandlerBaseE";
 inline constexpr char kDeinitialize[] =
     "_ZN6tarvik11TrafHandler12deinitializeEv";
-// Not resolved yet: the loader calls registerPhases through ITrafHandler.
 inline constexpr char kRegisterPhases[] =
     "_ZN6tarvik11TrafHandler14registerPhasesEv";
 inline constexpr char kReceiveCt1[] = "hccDataReceivedCt1";
@@ -64,6 +63,7 @@ class TrafHandlerModule {
   ITrafHandler& getInstance(RadioChannel numberOfChannels);
   std::uint32_t initialize(rl::traf::HccdHandlerBase& hccdHandler);
   void deinitialize();
+  std::uint32_t registerPhases();
 
   // `hccDataReceivedCt1` for ct index 0, `hccDataReceivedCt2` otherwise.
   rl::traf::HccdReceiveFunction receiveEntry(unsigned int ctIndex) const;
@@ -79,6 +79,7 @@ class TrafHandlerModule {
   using InitializeFn = std::uint32_t (*)(tarvik::TrafHandler*,
                                          rl::traf::HccdHandlerBase&);
   using DeinitializeFn = void (*)(tarvik::TrafHandler*);
+  using RegisterPhasesFn = std::uint32_t (*)(tarvik::TrafHandler*);
 
   TrafHandlerModule() = default;
   tarvik::TrafHandler& instance();
@@ -87,6 +88,7 @@ class TrafHandlerModule {
   GetInstanceFn m_getInstance = nullptr;
   InitializeFn m_initialize = nullptr;
   DeinitializeFn m_deinitialize = nullptr;
+  RegisterPhasesFn m_registerPhases = nullptr;
   rl::traf::HccdReceiveFunction m_receiveCt1 = nullptr;
   rl::traf::HccdReceiveFunction m_receiveCt2 = nullptr;
   tarvik::TrafHandler* m_handler = nullptr;

@@ -182,12 +182,12 @@ bool ScenarioRunner::deinitialize(std::string& error) {
 
 bool ScenarioRunner::registerPhases(const Step& step, bool check,
                                     std::string& error) {
-  if (!needHandler(error)) {
+  if (!needModule(error) || !needHandler(error)) {
     return false;
   }
   Outcome outcome;
   outcome.value = platformCall(m_sequence, "registerPhases()",
-                               [this] { return m_handler->registerPhases(); });
+                               [this] { return m_module->registerPhases(); });
   return !check || expectOutcome(step, outcome, error);
 }
 

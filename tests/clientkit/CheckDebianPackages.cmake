@@ -61,6 +61,10 @@ foreach(deb IN ITEMS "${runtime_deb}" "${dev_deb}")
     ovt_expect("${contents}" "${name} files"
       " ${lib}/libOvtTrafHandler\\.so\\.${version_pattern}\n"
       " ${lib}/libOvtTrafHandler\\.so\\.${major} -> libOvtTrafHandler\\.so\\.${version_pattern}\n")
+    # The board's package names, not the build machine's cross packages.
+    if(info MATCHES "\n Depends: [^\n]*-cross")
+      string(APPEND failures "\n  ${name} depends on a cross-toolchain package")
+    endif()
     if(contents MATCHES "/include/|\\.so ->")
       string(APPEND failures "\n  ${name} holds development files")
     endif()
