@@ -26,3 +26,18 @@ else()
 endif()
 
 include(GoogleTest)
+
+# ovt_add_gtest(<name> SOURCES <file>... [LIBS <target>...] [LABELS <label>...])
+# One GoogleTest executable and its tests. Discovery runs before the tests
+# (PRE_TEST), not at build time: a cross build can run the executable only
+# under its emulator, which CTest supplies when it runs the tests.
+function(ovt_add_gtest name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBS;LABELS")
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE ${arg_LIBS} ovt_warnings)
+  set(properties)
+  if(arg_LABELS)
+    set(properties PROPERTIES LABELS "${arg_LABELS}")
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST ${properties})
+endfunction()

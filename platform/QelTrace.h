@@ -41,7 +41,8 @@ class QelTrace {
   // Creates the trace object `name` with the levels 1 up to `level` enabled.
   // `name` must outlive the object (a string literal).
   QelTrace(const char* name, QelTraceLevel level, QelTraceHdrOption option);
-  ~QelTrace();
+  // Defined by the platform, out of line: modules call its symbol.
+  ~QelTrace();  // NOLINT(performance-trivially-destructible)
 
   QelTrace(const QelTrace&) = delete;
   QelTrace& operator=(const QelTrace&) = delete;

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages a build needs, when missing.
-# Usage: tools/install-deps.sh host|target|sanitizers|coverage|memcheck
+# Usage: tools/install-deps.sh host|target|sanitizers|coverage|memcheck|lint
 set -euo pipefail
 
 packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev
@@ -11,7 +11,8 @@ case "${1:-host}" in
   sanitizers) packages+=(clang libclang-rt-14-dev) ;;
   coverage) packages+=(gcovr) ;;
   memcheck) packages+=(valgrind) ;;
-  *) echo "usage: $0 host|target|sanitizers|coverage|memcheck" >&2; exit 2 ;;
+  lint) packages+=(clang clang-format clang-tidy git) ;;
+  *) echo "usage: $0 host|target|sanitizers|coverage|memcheck|lint" >&2; exit 2 ;;
 esac
 
 missing=()

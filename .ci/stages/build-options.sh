@@ -1,0 +1,7 @@
+#!/usr/bin/env bash
+# Every combination of the OVT_BUILD_* options configures and builds.
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+
+./tools/install-deps.sh host
+./tools/check-build-options.sh

@@ -1,0 +1,8 @@
+#!/usr/bin/env bash
+# The whole test suite under ThreadSanitizer (gcc). The first report ends
+# the test that made it, and so fails the stage.
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+
+./tools/install-deps.sh host
+cmake --workflow --preset tsan

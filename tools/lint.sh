@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# clang-format (no diff) over every tracked C/C++ file, then clang-tidy (no
+# finding, .clang-tidy) over every tracked .cpp that the build BUILD_DIR
+# compiles. Both run in full, so that one run lists every finding.
+#
+# Usage: tools/lint.sh BUILD_DIR   (`cmake --workflow --preset lint` runs it)
+set -euo pipefail
+build=$(realpath "$1")
+cd "$(dirname "$0")/.."
+
+status=0
+git ls-files -z '*.c' '*.cc' '*.cpp' '*.h' '*.hpp' |
+  xargs -0 clang-format --dry-run --Werror || status=1
+# run-clang-tidy takes regular expressions of the files to check.
+mapfile -t sources < <(git ls-files '*.cpp' | sed "s|[.]|[.]|g; s|^|^$PWD/|; s|$|\$|")
+run-clang-tidy -p "$build" -quiet "${sources[@]}" || status=1
+exit "$status"
