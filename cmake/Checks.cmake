@@ -17,8 +17,8 @@ if(OVT_COVERAGE AND OVT_BUILD_TESTS)
     COMMAND find ${PROJECT_BINARY_DIR} -name *.gcda -delete)
   # The module's own code, less the client kit's test-support headers (they
   # ship for client tests). Branches the compiler adds for exception
-  # unwinding, and those on lines without code, are left out: README.md,
-  # "Coverage", says why.
+  # unwinding, and those on lines without code, are left out:
+  # docs/hardening.md, "Coverage", says why.
   file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/coverage)
   add_test(NAME coverage.thresholds
     COMMAND ${OVT_GCOVR} --root . --object-directory ${PROJECT_BINARY_DIR}
