@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages a build needs, when missing.
-# Usage: tools/install-deps.sh host|target|sanitizers|coverage|memcheck|lint
+# Usage: tools/install-deps.sh host|target|sanitizers|coverage|memcheck|lint|build-options
 set -euo pipefail
 
 packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev
@@ -12,7 +12,9 @@ case "${1:-host}" in
   coverage) packages+=(gcovr) ;;
   memcheck) packages+=(valgrind) ;;
   lint) packages+=(clang clang-format clang-tidy git) ;;
-  *) echo "usage: $0 host|target|sanitizers|coverage|memcheck|lint" >&2; exit 2 ;;
+  # The option combinations compile the same sources again and again.
+  build-options) packages+=(ccache) ;;
+  *) echo "usage: $0 host|target|sanitizers|coverage|memcheck|lint|build-options" >&2; exit 2 ;;
 esac
 
 missing=()

@@ -3,5 +3,5 @@
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
-./tools/install-deps.sh host
+./tools/install-deps.sh build-options
 ./tools/check-build-options.sh
