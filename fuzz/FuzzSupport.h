@@ -1,6 +1,6 @@
 // What both fuzz harnesses share: the failure check, the values worth
-// trying for channels and ports, and the HCC-D port numbering as clients and
-// the transport know it, against which the handler is checked.
+// trying for channels, ports and driver statuses, the port numbering as the
+// node knows it, and the count of failure lines in the trace.
 #ifndef FUZZ_FUZZSUPPORT_H
 #define FUZZ_FUZZSUPPORT_H
 
@@ -10,7 +10,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "ITrafHandler.h"
+#include "NodeFacts.h"
+#include "TraceControl.h"
 
 // Ends the run as a finding when `condition` does not hold.
 #define FUZZ_CHECK(condition)                                         \
@@ -24,28 +25,17 @@
 
 namespace fuzzsupport {
 
-constexpr std::uint32_t kNoPort = 15;
-constexpr std::uint32_t kPortCount = 15;
+using nodefacts::kNoPort;
 
-// Port index of each client port id; 15 for none.
-constexpr std::uint32_t kPortIndexOfId[kPortCount] = {
-    0, 1, 2, 3, 6, 7, kNoPort, 8, 9, 10, 11, 12, 13, 14, 4};
-
+// Port index of any port id; kNoPort for none.
 inline std::uint32_t portIndexOf(std::uint32_t portId) {
-  return portId < kPortCount ? kPortIndexOfId[portId] : kNoPort;
+  return portId < kNoPort ? nodefacts::kPortIndexOfPortId[portId] : kNoPort;
 }
 
-// Client port id of each port index; 15 for none.
+// Port id of any port index; kNoPort for none.
 inline std::uint32_t portIdOf(std::uint32_t portIndex) {
-  if (portIndex >= kNoPort) {
-    return kNoPort;
-  }
-  for (std::uint32_t id = 0; id < kPortCount; ++id) {
-    if (kPortIndexOfId[id] == portIndex) {
-      return id;
-    }
-  }
-  return kNoPort;
+  return portIndex < kNoPort ? nodefacts::kPortIdOfPortIndex[portIndex]
+                             : kNoPort;
 }
 
 // A channel value: mostly the interesting ones, sometimes any.
@@ -72,6 +62,17 @@ inline std::int32_t pickStatus(FuzzedDataProvider& input) {
   }
   return input.PickValueInArray<std::int32_t>(
       {0, 1, 32767, 32768, 65535, 65536, -1, INT32_MIN});
+}
+
+// Level-1 lines of "OVT.TRAF" since the records were last cleared.
+inline std::size_t failureLines() {
+  std::size_t count = 0;
+  for (const auto& record : standin::TraceControl::records()) {
+    if (record.object == "OVT.TRAF" && record.level == QEL_TRACE_LEVEL_1) {
+      ++count;
+    }
+  }
+  return count;
 }
 
 }  // namespace fuzzsupport

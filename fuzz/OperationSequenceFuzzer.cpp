@@ -13,7 +13,9 @@
 // - out-parameters are untouched when the operation fails;
 // - a failure status comes with exactly one level-1 line when level 1 is on,
 //   and a success with none; nothing is logged when tracing is off.
+#include <algorithm>
 #include <array>
+#include <iterator>
 #include <memory>
 #include <set>
 #include <string>
@@ -26,7 +28,7 @@
 #include "InterfaceBrokerControl.h"
 #include "ModuleManager.h"
 #include "TarvikTrafHandler.h"
-#include "TraceControl.h"
+#include "testing/RecordingHccdPortCallback.h"
 
 namespace {
 
@@ -40,42 +42,29 @@ constexpr std::uint32_t kPhaseFailure = 0x8000;
 // Channels with table entries, and one beyond.
 constexpr std::uint32_t kTableChannels = 3;
 constexpr std::uint32_t kFrameFormatChannels = 4;
-
-// Drivers of channels 0, 1 and 2, and the common XAUI driver.
-constexpr std::size_t kDriverCount = 10;
-
-std::string driverName(std::size_t index) {
-  if (index == kDriverCount - 1) {
-    return "common.traf.dsp.xaui.packet.size";
-  }
-  static const char* const kSuffixes[] = {".traf.dsp.fec.type",
-                                          ".traf.rla.taps.dsp.rate",
-                                          ".traf.rla.taps.idle.rate"};
-  return "channel." + std::to_string(index / 3) + kSuffixes[index % 3];
-}
+constexpr std::size_t kDriversPerChannel =
+    std::size(nodefacts::kChannelDriverSuffixes);
+// Drivers of channels 0, 1 and 2, then the common XAUI driver.
+constexpr std::size_t kXauiDriver = kTableChannels * kDriversPerChannel;
 
 FakeDriver& driver(std::size_t index) {
-  return FakeDriverLayer::instance().driver(driverName(index));
+  return FakeDriverLayer::instance().driver(
+      index == kXauiDriver
+          ? std::string(nodefacts::kXauiPacketSizeDriver)
+          : nodefacts::channelDriver(
+                static_cast<std::uint32_t>(index / kDriversPerChannel),
+                nodefacts::kChannelDriverSuffixes[index % kDriversPerChannel]));
 }
 
 // An interface of another kind, registered where a frame format belongs.
 class ForeignInterface : public IInterface {};
-
-class SilentCallback : public ITrafHandler::HccdPortCallback {
- public:
-  void onHccdDataReceived(unsigned char* /*data*/, unsigned int /*length*/,
-                          const HccdPortId& /*portId*/) override {
-    ++calls;
-  }
-  unsigned calls = 0;
-};
 
 struct Platform {
   standin::FakeHccdHandler hccd;
   std::array<standin::FakeFrameFormat, kFrameFormatChannels> frameFormats{
       {{0, 0}, {0, 0}, {0, 0}, {0, 0}}};
   ForeignInterface foreign;
-  SilentCallback callback;
+  trafhandler_testing::RecordingHccdPortCallback callback;
   // The driver operations as the layer hands them out.
   CDriver_Interface operations{};
 };
@@ -84,7 +73,7 @@ Platform& platform() {
   // Lives as long as the process: records handed out stay valid.
   static Platform* const instance = [] {
     auto* created = new Platform();
-    for (std::size_t i = 0; i < kDriverCount; ++i) {
+    for (std::size_t i = 0; i <= kXauiDriver; ++i) {
       (void)driver(i);
     }
     created->operations = *driver(0).record();
@@ -93,190 +82,133 @@ Platform& platform() {
   return *instance;
 }
 
-// What the handler must hold, as far as its callers can tell.
-struct Model {
+// One input's run: the handler and what it must hold, as far as its
+// callers can tell.
+struct Run {
+  explicit Run(FuzzedDataProvider& data) : input(data) {}
+
+  FuzzedDataProvider& input;
   std::uint32_t threshold = 0;
-  bool hccdHandlerSet = false;
+  std::unique_ptr<tarvik::TrafHandler> handler;
   bool initialized = false;
+  bool hccdHandlerSet = false;
+  std::uint32_t channelCount = 0;
   std::uint32_t servedChannels = 0;
   std::array<bool, kTableChannels> loading{};
   std::set<std::pair<std::uint32_t, std::uint32_t>> registered;
+
+  std::uint32_t channel() { return fuzzsupport::pickChannel(input); }
 };
 
-class Sequence {
- public:
-  Sequence(FuzzedDataProvider& input, Model& model)
-      : m_input(input), m_model(model) {}
-
-  void run();
-
- private:
-  using Step = void (Sequence::*)();
-
-  std::size_t level1Lines() const;
-  // A failure leaves exactly one level-1 line, a success none.
-  void checkTrace(bool failed) const;
-  // A phase answers 0 or 0x8000, and always 0x8000 beyond the tables.
-  void checkPhase(std::uint32_t channel, std::uint32_t status) const;
-  RadioChannel channel() { return static_cast<RadioChannel>(pickChannel()); }
-  std::uint32_t pickChannel() { return fuzzsupport::pickChannel(m_input); }
-
-  void registerPort();
-  void sendMessage();
-  void startStop();
-  void fixedAnswers();
-  void rlaGetRatesForTaps();
-  void getXauiPacketSize();
-  void setXauiPacketSize();
-  void moduleInit();
-  void preLoad();
-  void postLoad();
-  void receive();
-  void initialize();
-  void deinitialize();
-  void registerPhases();
-  void changeDriver();
-  void changeFrameFormat();
-
-  // Sends on `channel` and checks the outcome against the model; true when
-  // the message reached the HCC-D handler.
-  bool checkedSend(std::uint32_t channel, std::uint32_t portId,
-                   unsigned char* data, unsigned int length);
-
-  FuzzedDataProvider& m_input;
-  Model& m_model;
-  std::unique_ptr<tarvik::TrafHandler> m_handler;
-};
-
-std::size_t Sequence::level1Lines() const {
-  std::size_t count = 0;
-  for (const auto& record : standin::TraceControl::records()) {
-    if (record.object == "OVT.TRAF" && record.level == QEL_TRACE_LEVEL_1) {
-      ++count;
-    }
-  }
-  return count;
+// A failure leaves exactly one level-1 line, a success none.
+void checkTrace(const Run& run, bool failed) {
+  FUZZ_CHECK(fuzzsupport::failureLines() ==
+             (failed && run.threshold >= 1 ? 1U : 0U));
 }
 
-void Sequence::checkTrace(bool failed) const {
-  FUZZ_CHECK(level1Lines() == (failed && m_model.threshold >= 1 ? 1U : 0U));
-}
-
-void Sequence::checkPhase(std::uint32_t channel, std::uint32_t status) const {
+// A phase answers 0 or 0x8000, and always 0x8000 beyond the tables.
+bool checkPhase(std::uint32_t channel, std::uint32_t status) {
   FUZZ_CHECK(status == 0 || status == kPhaseFailure);
   FUZZ_CHECK(channel < kTableChannels || status == kPhaseFailure);
-  checkTrace(status != 0);
+  return status != 0;
 }
 
-void Sequence::registerPort() {
-  const std::uint32_t ch = pickChannel();
-  const std::uint32_t portId = fuzzsupport::pickPort(m_input);
-  const bool nullCallback = m_input.ConsumeIntegralInRange(0, 7) == 0;
-
-  const std::uint32_t status = m_handler->hccdControllerRegisterPort(
+// Each step makes one call with fuzzed arguments, checks its outcome
+// against the run's model and answers whether the call failed (and so
+// owes one level-1 line).
+bool registerPort(Run& run) {
+  const std::uint32_t ch = run.channel();
+  const std::uint32_t portId = fuzzsupport::pickPort(run.input);
+  const bool nullCallback = run.input.ConsumeIntegralInRange(0, 7) == 0;
+  const std::uint32_t status = run.handler->hccdControllerRegisterPort(
       static_cast<RadioChannel>(ch), static_cast<HccdPortId>(portId),
       nullCallback ? nullptr : &platform().callback);
-
-  const bool accepted = m_model.hccdHandlerSet && !nullCallback && ch <= 2 &&
-                        m_model.registered.count({ch, portId}) == 0;
-  if (accepted) {
-    m_model.registered.insert({ch, portId});
-  }
-  const bool bound = accepted && fuzzsupport::portIndexOf(portId) != kNoPort;
-  FUZZ_CHECK(status == (bound ? 0U : 1U));
-  checkTrace(!bound);
+  const bool accepted = run.hccdHandlerSet && !nullCallback && ch <= 2 &&
+                        run.registered.insert({ch, portId}).second;
+  const bool failed = !accepted || fuzzsupport::portIndexOf(portId) == kNoPort;
+  FUZZ_CHECK(status == (failed ? 1U : 0U));
+  return failed;
 }
 
-bool Sequence::checkedSend(std::uint32_t ch, std::uint32_t portId,
-                           unsigned char* data, unsigned int length) {
+bool checkedSend(Run& run, std::uint32_t ch, std::uint32_t portId,
+                 unsigned char* data, unsigned int length) {
   const std::size_t sentBefore = platform().hccd.sendCount();
-
-  const std::uint32_t status = m_handler->hccdControllerSendMessage(
+  const std::uint32_t status = run.handler->hccdControllerSendMessage(
       static_cast<RadioChannel>(ch), static_cast<HccdPortId>(portId), data,
       length);
-
   const std::uint32_t portIndex = fuzzsupport::portIndexOf(portId);
-  bool expectFailure = false;
-  bool expectSent = false;
-  if (ch >= kTableChannels) {
-    expectFailure = true;
-  } else if (!m_model.loading[ch]) {
-    expectFailure = portIndex == kNoPort || data == nullptr || length == 0 ||
-                    !m_model.hccdHandlerSet;
-    expectSent = !expectFailure;
-  }
-  FUZZ_CHECK(status == (expectFailure ? 1U : 0U));
-  FUZZ_CHECK(platform().hccd.sendCount() == sentBefore + (expectSent ? 1 : 0));
-  if (expectSent) {
-    const auto calls = platform().hccd.calls();
-    const auto& sent = calls.back();
-    FUZZ_CHECK(sent.ctIndex == (ch == 1 ? 0U : 1U));
-    FUZZ_CHECK(sent.portIndex == portIndex);
-    FUZZ_CHECK(sent.data.size() == length);
-  }
-  checkTrace(expectFailure);
-  return expectSent;
-}
-
-void Sequence::sendMessage() {
-  const std::uint32_t ch = pickChannel();
-  const std::uint32_t portId = fuzzsupport::pickPort(m_input);
-  auto bytes = m_input.ConsumeBytes<unsigned char>(
-      m_input.ConsumeIntegralInRange<std::size_t>(0, 16));
-  const bool nullData = m_input.ConsumeIntegralInRange(0, 7) == 0;
-  (void)checkedSend(ch, portId, nullData ? nullptr : bytes.data(),
-                    static_cast<unsigned int>(bytes.size()));
-}
-
-void Sequence::startStop() {
-  const std::uint32_t ch = pickChannel();
-  const auto action = m_input.ConsumeIntegralInRange<std::uint32_t>(0, 2);
-  const std::size_t callsBefore = platform().hccd.calls().size();
-
-  const std::uint32_t status = m_handler->hccdControllerStartStop(
-      static_cast<RadioChannel>(ch), static_cast<ITrafHandler::Action>(action));
-
-  const bool acts = action <= 1;
-  const bool failed = acts && !m_model.hccdHandlerSet;
+  // During a load the message is dropped with success; an empty message is
+  // handed on as it is.
+  const bool failed =
+      ch >= kTableChannels ||
+      (!run.loading[ch] && (portIndex == kNoPort || !run.hccdHandlerSet));
+  const bool sent = !failed && !run.loading[ch];
   FUZZ_CHECK(status == (failed ? 1U : 0U));
-  FUZZ_CHECK(platform().hccd.calls().size() ==
-             callsBefore + (acts && !failed ? 1 : 0));
-  checkTrace(failed);
+  FUZZ_CHECK(platform().hccd.sendCount() == sentBefore + (sent ? 1 : 0));
+  if (sent) {
+    const auto last = platform().hccd.calls().back();
+    FUZZ_CHECK(last.ctIndex == (ch == 1 ? 0U : 1U));
+    FUZZ_CHECK(last.portIndex == portIndex);
+    FUZZ_CHECK(last.data.size() == (data == nullptr ? 0 : length));
+  }
+  return failed;
 }
 
-void Sequence::fixedAnswers() {
-  const RadioChannel ch = channel();
+bool sendMessage(Run& run) {
+  const std::uint32_t ch = run.channel();
+  const std::uint32_t portId = fuzzsupport::pickPort(run.input);
+  auto bytes = run.input.ConsumeBytes<unsigned char>(
+      run.input.ConsumeIntegralInRange<std::size_t>(0, 16));
+  const bool nullData = run.input.ConsumeIntegralInRange(0, 7) == 0;
+  return checkedSend(run, ch, portId, nullData ? nullptr : bytes.data(),
+                     static_cast<unsigned int>(bytes.size()));
+}
+
+bool startStop(Run& run) {
+  const std::uint32_t ch = run.channel();
+  const auto action = run.input.ConsumeIntegralInRange<std::uint32_t>(0, 2);
+  const std::size_t callsBefore = platform().hccd.calls().size();
+  const std::uint32_t status = run.handler->hccdControllerStartStop(
+      static_cast<RadioChannel>(ch), static_cast<ITrafHandler::Action>(action));
+  // Only Start and Stop act; without an HCC-D handler they answer 0 all
+  // the same, and the failure line says why nothing was started.
+  const bool acts = action <= 1;
+  FUZZ_CHECK(status == 0);
+  FUZZ_CHECK(platform().hccd.calls().size() ==
+             callsBefore + (acts && run.hccdHandlerSet ? 1 : 0));
+  return acts && !run.hccdHandlerSet;
+}
+
+bool fixedAnswers(Run& run) {
+  const auto ch = static_cast<RadioChannel>(run.channel());
   bool ais = true;
   bool rdi = false;
   bool rdiRemote = true;
-  FUZZ_CHECK(m_handler->mlmGetAisRdi(ch, ais, rdi, rdiRemote) == 2);
+  ITrafHandler& handler = *run.handler;
+  FUZZ_CHECK(handler.mlmGetAisRdi(ch, ais, rdi, rdiRemote) == 2);
   FUZZ_CHECK(ais && !rdi && rdiRemote);
-  FUZZ_CHECK(m_handler->mlmSetChannelStatus(ch, ITrafHandler::Start) == 2);
-  FUZZ_CHECK(m_handler->rliForceUnlockInsertion(ch, m_input.ConsumeBool()) ==
-             2);
-  FUZZ_CHECK(m_handler->rliResetI2C(ch) == 2);
-  FUZZ_CHECK(m_handler->getNumberOfNativeRlChannel() == 0);
-  FUZZ_CHECK(m_handler->isLinkUp(ch));
-  checkTrace(false);
+  FUZZ_CHECK(handler.mlmSetChannelStatus(ch, ITrafHandler::Start) == 2);
+  FUZZ_CHECK(handler.rliForceUnlockInsertion(ch, run.input.ConsumeBool()) == 2);
+  FUZZ_CHECK(handler.rliResetI2C(ch) == 2);
+  FUZZ_CHECK(handler.getNumberOfNativeRlChannel() == 0);
+  FUZZ_CHECK(handler.isLinkUp(ch));
+  return false;
 }
 
-void Sequence::rlaGetRatesForTaps() {
-  const std::uint32_t ch = pickChannel();
+bool rlaGetRatesForTaps(Run& run) {
+  const std::uint32_t ch = run.channel();
   unsigned int dspRate = kSentinel;
   unsigned int idleRate = kSentinel;
-
-  const std::uint32_t status = m_handler->rlaGetRatesForTaps(
+  const std::uint32_t status = run.handler->rlaGetRatesForTaps(
       static_cast<RadioChannel>(ch), dspRate, idleRate);
-
   FUZZ_CHECK(status <= 1);
-  checkTrace(status != 0);
   if (ch >= kTableChannels) {
     FUZZ_CHECK(status == 1 && dspRate == kSentinel && idleRate == kSentinel);
-    return;
+    return true;
   }
   // A rate is the driver's value, or 0 from a read that stored nothing.
   const auto fromDriver = [ch](unsigned int rate, std::size_t which) {
-    return rate == 0 || rate == driver(std::size_t{ch} * 3 + which).value();
+    return rate == 0 || rate == driver(ch * kDriversPerChannel + which).value();
   };
   if (status == 0) {
     FUZZ_CHECK(fromDriver(dspRate, 1) && fromDriver(idleRate, 2));
@@ -285,190 +217,164 @@ void Sequence::rlaGetRatesForTaps() {
     FUZZ_CHECK(dspRate == kSentinel || fromDriver(dspRate, 1));
     FUZZ_CHECK(idleRate == kSentinel);
   }
+  return status != 0;
 }
 
-void Sequence::getXauiPacketSize() {
+bool getXauiPacketSize(Run& run) {
   unsigned int size = kSentinel;
-  const std::uint32_t status = m_handler->dspIfGetXauiPacketSize(size);
+  const std::uint32_t status = run.handler->dspIfGetXauiPacketSize(size);
   FUZZ_CHECK(status <= 1);
-  if (status == 0) {
-    FUZZ_CHECK(size == 0 || size == driver(kDriverCount - 1).value());
-  } else {
-    FUZZ_CHECK(size == kSentinel);
-  }
-  checkTrace(status != 0);
+  FUZZ_CHECK(status == 0 ? size == 0 || size == driver(kXauiDriver).value()
+                         : size == kSentinel);
+  return status != 0;
 }
 
-void Sequence::setXauiPacketSize() {
-  const std::uint32_t status = m_handler->dspIfSetXauiPacketSize(
-      m_input.ConsumeIntegral<std::uint32_t>());
+bool setXauiPacketSize(Run& run) {
+  const std::uint32_t status = run.handler->dspIfSetXauiPacketSize(
+      run.input.ConsumeIntegral<std::uint32_t>());
   FUZZ_CHECK(status <= 1);
-  checkTrace(status != 0);
+  return status != 0;
 }
 
-void Sequence::moduleInit() {
-  const std::uint32_t ch = pickChannel();
-  checkPhase(ch, m_handler->doOnModuleInit(static_cast<RadioChannel>(ch)));
+bool moduleInit(Run& run) {
+  const std::uint32_t ch = run.channel();
+  return checkPhase(ch,
+                    run.handler->doOnModuleInit(static_cast<RadioChannel>(ch)));
 }
 
-void Sequence::preLoad() {
-  const std::uint32_t ch = pickChannel();
-  const std::uint32_t status =
-      m_handler->doOnPhasePreFrameformatLoad(static_cast<RadioChannel>(ch));
-  if (ch < kTableChannels) {
-    m_model.loading[ch] = true;
-  }
-  FUZZ_CHECK(status == (ch < kTableChannels ? 0U : kPhaseFailure));
-  checkTrace(status != 0);
-}
-
-void Sequence::postLoad() {
-  const std::uint32_t ch = pickChannel();
-  checkPhase(ch, m_handler->doOnPhasePostFrameformatLoad(
-                     static_cast<RadioChannel>(ch)));
+// Outside the tables the pre-load phase answers success all the same, with
+// a failure line.
+bool preLoad(Run& run) {
+  const std::uint32_t ch = run.channel();
+  FUZZ_CHECK(run.handler->doOnPhasePreFrameformatLoad(
+                 static_cast<RadioChannel>(ch)) == 0);
   if (ch >= kTableChannels) {
-    return;
+    return true;
   }
-  m_model.loading[ch] = false;
+  run.loading[ch] = true;
+  return false;
+}
+
+bool postLoad(Run& run) {
+  const std::uint32_t ch = run.channel();
+  const bool failed = checkPhase(ch, run.handler->doOnPhasePostFrameformatLoad(
+                                         static_cast<RadioChannel>(ch)));
+  if (ch >= kTableChannels) {
+    return failed;
+  }
+  checkTrace(run, failed);
+  run.loading[ch] = false;
   // The load is over whatever the outcome: a send on the channel goes out.
   standin::TraceControl::clearRecords();
   unsigned char byte = 0x5A;
-  FUZZ_CHECK(checkedSend(ch, 0, &byte, 1) == m_model.hccdHandlerSet);
+  return checkedSend(run, ch, 0, &byte, 1);
 }
 
-void Sequence::receive() {
-  const std::uint32_t ch = pickChannel();
-  const std::uint32_t portIndex = fuzzsupport::pickPort(m_input);
+bool receive(Run& run) {
+  const std::uint32_t ch = run.channel();
+  const std::uint32_t portIndex = fuzzsupport::pickPort(run.input);
   unsigned char byte = 0xA5;
-  const unsigned callsBefore = platform().callback.calls;
-
-  m_handler->invokeHccdPortCallback(static_cast<RadioChannel>(ch), &byte, 1,
-                                    portIndex);
-
+  const std::size_t callsBefore = platform().callback.messageCount();
+  run.handler->invokeHccdPortCallback(static_cast<RadioChannel>(ch), &byte, 1,
+                                      portIndex);
   const std::uint32_t portId = fuzzsupport::portIdOf(portIndex);
   const bool reaches =
-      portId != kNoPort && m_model.registered.count({ch, portId}) != 0;
-  FUZZ_CHECK(platform().callback.calls == callsBefore + (reaches ? 1 : 0));
-  checkTrace(!reaches);
+      portId != kNoPort && run.registered.count({ch, portId}) != 0;
+  FUZZ_CHECK(platform().callback.messageCount() ==
+             callsBefore + (reaches ? 1 : 0));
+  return !reaches;
 }
 
-void Sequence::initialize() {
-  FUZZ_CHECK(m_handler->initialize(platform().hccd) == 0);
-  if (m_model.initialized) {
-    return;
-  }
-  m_model.initialized = true;
-  m_model.hccdHandlerSet = true;
-  for (std::uint32_t ch = 1; ch <= m_model.servedChannels; ++ch) {
-    m_model.loading[ch] = false;
+// Loading marks of the served channels start cleared at each (de)init.
+void clearLoading(Run& run) {
+  for (std::uint32_t ch = 1; ch <= run.servedChannels; ++ch) {
+    run.loading[ch] = false;
   }
 }
 
-void Sequence::deinitialize() {
-  m_handler->deinitialize();
-  if (!m_model.initialized) {
-    return;
+// A first initialisation with more than two channels says that it serves
+// two.
+bool initialize(Run& run) {
+  FUZZ_CHECK(run.handler->initialize(platform().hccd) == 0);
+  if (run.initialized) {
+    return false;
   }
-  m_model.initialized = false;
-  for (std::uint32_t ch = 1; ch <= m_model.servedChannels; ++ch) {
-    m_model.loading[ch] = false;
-  }
+  run.initialized = true;
+  run.hccdHandlerSet = true;
+  clearLoading(run);
+  return run.channelCount > 2;
 }
 
-void Sequence::registerPhases() {
-  FUZZ_CHECK(m_handler->registerPhases() == 0);
+bool deinitialize(Run& run) {
+  run.handler->deinitialize();
+  if (run.initialized) {
+    run.initialized = false;
+    clearLoading(run);
+  }
+  return false;
+}
+
+// Before initialisation there are no module objects: one failure line for
+// each served channel.
+bool registerPhases(Run& run) {
+  FUZZ_CHECK(run.handler->registerPhases() == 0);
   const std::size_t modules =
       standin::ModuleManager::instance().modules().size();
-  if (m_model.initialized) {
-    FUZZ_CHECK(modules == m_model.servedChannels);
-  }
+  FUZZ_CHECK(!run.initialized || modules == run.servedChannels);
+  FUZZ_CHECK(fuzzsupport::failureLines() ==
+             (run.initialized || run.threshold == 0 ? 0 : run.servedChannels));
+  standin::TraceControl::clearRecords();
+  return false;
 }
 
-void Sequence::changeDriver() {
+bool changeDriver(Run& run) {
+  FuzzedDataProvider& input = run.input;
   FakeDriver& target =
-      driver(m_input.ConsumeIntegralInRange<std::size_t>(0, kDriverCount - 1));
-  switch (m_input.ConsumeIntegralInRange(0, 5)) {
+      driver(input.ConsumeIntegralInRange<std::size_t>(0, kXauiDriver));
+  switch (input.ConsumeIntegralInRange(0, 5)) {
     case 0:
-      target.setWriteStatus(fuzzsupport::pickStatus(m_input));
+      target.setWriteStatus(fuzzsupport::pickStatus(input));
       break;
     case 1:
-      target.setReadStatus(fuzzsupport::pickStatus(m_input));
+      target.setReadStatus(fuzzsupport::pickStatus(input));
       break;
     case 2:
-      target.setReadStores(m_input.ConsumeBool(), m_input.ConsumeBool());
+      target.setReadStores(input.ConsumeBool(), input.ConsumeBool());
       break;
     case 3:
       FakeDriverLayer::instance().setGetInterfaceStatus(
-          target.name(), fuzzsupport::pickStatus(m_input),
-          m_input.ConsumeBool());
+          target.name(), fuzzsupport::pickStatus(input), input.ConsumeBool());
       break;
     case 4:
-      target.setValue(m_input.ConsumeIntegral<std::uint32_t>());
+      target.setValue(input.ConsumeIntegral<std::uint32_t>());
       break;
-    default:
-      // A record that lacks an operation.
-      if (m_input.ConsumeBool()) {
+    default:  // a record that lacks an operation
+      if (input.ConsumeBool()) {
         target.record()->write = nullptr;
       } else {
         target.record()->read = nullptr;
       }
       break;
   }
+  return false;
 }
 
-void Sequence::changeFrameFormat() {
-  const auto ch = m_input.ConsumeIntegralInRange<std::uint32_t>(
-      0, kFrameFormatChannels - 1);
+bool changeFrameFormat(Run& run) {
+  FuzzedDataProvider& input = run.input;
+  const auto ch =
+      input.ConsumeIntegralInRange<std::uint32_t>(0, kFrameFormatChannels - 1);
   const std::string name = "IFrameFormat_" + std::to_string(ch);
   InterfaceBroker& registry = *InterfaceBroker::getInstance();
   (void)registry.unregisterInterface(name, nullptr);
   standin::FakeFrameFormat& frameFormat = platform().frameFormats[ch];
-  frameFormat.setFecType(m_input.ConsumeIntegral<std::int32_t>());
-  frameFormat.setXauiPacketSize(m_input.ConsumeIntegral<std::uint32_t>());
-  switch (m_input.ConsumeIntegralInRange(0, 3)) {
-    case 0:
-      (void)registry.registerInterface(name, &frameFormat);
-      break;
-    case 1:
-      (void)registry.registerInterface(name, &platform().foreign);
-      break;
-    case 2:
-      (void)registry.registerInterface(name, nullptr);
-      break;
-    default:
-      break;  // absent
+  frameFormat.setFecType(input.ConsumeIntegral<std::int32_t>());
+  frameFormat.setXauiPacketSize(input.ConsumeIntegral<std::uint32_t>());
+  IInterface* const entries[] = {&frameFormat, &platform().foreign, nullptr};
+  const auto pick = input.ConsumeIntegralInRange<std::size_t>(0, 3);
+  if (pick < std::size(entries)) {  // else absent
+    (void)registry.registerInterface(name, entries[pick]);
   }
-}
-
-void Sequence::run() {
-  static constexpr Step kSteps[] = {&Sequence::registerPort,
-                                    &Sequence::sendMessage,
-                                    &Sequence::startStop,
-                                    &Sequence::fixedAnswers,
-                                    &Sequence::rlaGetRatesForTaps,
-                                    &Sequence::getXauiPacketSize,
-                                    &Sequence::setXauiPacketSize,
-                                    &Sequence::moduleInit,
-                                    &Sequence::preLoad,
-                                    &Sequence::postLoad,
-                                    &Sequence::receive,
-                                    &Sequence::initialize,
-                                    &Sequence::deinitialize,
-                                    &Sequence::registerPhases,
-                                    &Sequence::changeDriver,
-                                    &Sequence::changeFrameFormat};
-
-  const std::uint32_t count =
-      m_input.PickValueInArray<std::uint32_t>({0U, 1U, 2U, 3U, 0xFFFFFFFFU});
-  m_model.servedChannels = count < 2 ? count : 2;
-  m_handler =
-      std::make_unique<tarvik::TrafHandler>(static_cast<RadioChannel>(count));
-  while (m_input.remaining_bytes() > 0) {
-    const Step step = m_input.PickValueInArray(kSteps);
-    standin::TraceControl::clearRecords();
-    (this->*step)();
-  }
-  m_handler.reset();
+  return false;
 }
 
 // Every input starts from the same platform: drivers that answer success
@@ -479,7 +385,7 @@ void resetPlatform(std::uint32_t threshold) {
   standin::TraceControl::setThreshold("OVT.TRAF", threshold);
   standin::TraceControl::clearRecords();
   standin::TraceControl::resetCounters();
-  for (std::size_t i = 0; i < kDriverCount; ++i) {
+  for (std::size_t i = 0; i <= kXauiDriver; ++i) {
     FakeDriver& target = driver(i);
     target.setWriteStatus(0);
     target.setReadStatus(0);
@@ -492,11 +398,12 @@ void resetPlatform(std::uint32_t threshold) {
   }
   FakeDriverLayer::instance().clearRequests();
   InterfaceBrokerControl::reset();
-  (void)InterfaceBroker::getInstance()->registerInterface(
-      "IFrameFormat_1", &stage.frameFormats[1]);
-  (void)InterfaceBroker::getInstance()->registerInterface(
-      "IFrameFormat_2", &stage.frameFormats[2]);
+  for (const std::uint32_t ch : {1U, 2U}) {
+    (void)InterfaceBroker::getInstance()->registerInterface(
+        "IFrameFormat_" + std::to_string(ch), &stage.frameFormats[ch]);
+  }
   stage.hccd.clearCalls();
+  stage.callback.clear();
   standin::ModuleManager::instance().clearEvents();
 }
 
@@ -504,14 +411,40 @@ void resetPlatform(std::uint32_t threshold) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
+  using Step = bool (*)(Run&);
+  static constexpr Step kSteps[] = {registerPort,
+                                    sendMessage,
+                                    startStop,
+                                    fixedAnswers,
+                                    rlaGetRatesForTaps,
+                                    getXauiPacketSize,
+                                    setXauiPacketSize,
+                                    moduleInit,
+                                    preLoad,
+                                    postLoad,
+                                    receive,
+                                    initialize,
+                                    deinitialize,
+                                    registerPhases,
+                                    changeDriver,
+                                    changeFrameFormat};
+
   FuzzedDataProvider input(data, size);
-  Model model;
-  model.threshold = input.ConsumeIntegralInRange<std::uint32_t>(0, 6);
-  resetPlatform(model.threshold);
-
-  Sequence(input, model).run();
-
-  if (model.threshold == 0) {
+  Run run(input);
+  run.threshold = input.ConsumeIntegralInRange<std::uint32_t>(0, 6);
+  resetPlatform(run.threshold);
+  run.channelCount =
+      input.PickValueInArray<std::uint32_t>({0U, 1U, 2U, 3U, 0xFFFFFFFFU});
+  run.servedChannels = std::min(run.channelCount, 2U);
+  run.handler = std::make_unique<tarvik::TrafHandler>(
+      static_cast<RadioChannel>(run.channelCount));
+  while (input.remaining_bytes() > 0) {
+    standin::TraceControl::clearRecords();
+    const bool failed = input.PickValueInArray(kSteps)(run);
+    checkTrace(run, failed);
+  }
+  run.handler.reset();
+  if (run.threshold == 0) {
     FUZZ_CHECK(standin::TraceControl::logCalls("OVT.TRAF") == 0);
   }
   return 0;

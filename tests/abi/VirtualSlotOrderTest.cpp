@@ -23,15 +23,15 @@ struct SlotEntry {
   abiguard::VirtualSlot slot;
 };
 
-// The destructor is declared first in each of these classes and takes two
-// slots (complete and deleting forms); the operations follow it.
-constexpr std::ptrdiff_t kFirstOperationSlot = 2;
+// The entry of `Class::operation`, named as declared.
+#define SLOT(Class, operation) \
+  SlotEntry { #operation, abiguard::virtualSlotOf(&Class::operation) }
 
-// Expects `entries` to occupy consecutive slots from `firstSlot`, in the
-// order given.
-void expectConsecutiveSlots(const std::vector<SlotEntry>& entries,
-                            std::ptrdiff_t firstSlot) {
-  std::ptrdiff_t expected = firstSlot;
+// Expects `entries` to occupy consecutive slots, in the order given, after
+// the destructor: it is declared first in each of these classes and takes
+// two slots (complete and deleting forms).
+void expectSlotsFollowTheDestructor(const std::vector<SlotEntry>& entries) {
+  std::ptrdiff_t expected = 2;
   for (const SlotEntry& entry : entries) {
     EXPECT_TRUE(entry.slot.isVirtual) << entry.operation;
     EXPECT_EQ(entry.slot.index, expected) << entry.operation;
@@ -40,117 +40,81 @@ void expectConsecutiveSlots(const std::vector<SlotEntry>& entries,
 }
 
 TEST(VirtualSlotOrderTest, TrafHandlerInterfaceOperationsFollowTheDestructor) {
-  using abiguard::virtualSlotOf;
-  const std::vector<SlotEntry> entries = {
-      {"registerPhases", virtualSlotOf(&ITrafHandler::registerPhases)},
-      {"hccdControllerStartStop",
-       virtualSlotOf(&ITrafHandler::hccdControllerStartStop)},
-      {"hccdControllerSendMessage",
-       virtualSlotOf(&ITrafHandler::hccdControllerSendMessage)},
-      {"hccdControllerRegisterPort",
-       virtualSlotOf(&ITrafHandler::hccdControllerRegisterPort)},
-      {"mlmSetChannelStatus",
-       virtualSlotOf(&ITrafHandler::mlmSetChannelStatus)},
-      {"mlmGetAisRdi", virtualSlotOf(&ITrafHandler::mlmGetAisRdi)},
-      {"rliForceUnlockInsertion",
-       virtualSlotOf(&ITrafHandler::rliForceUnlockInsertion)},
-      {"rliResetI2C", virtualSlotOf(&ITrafHandler::rliResetI2C)},
-      {"getNumberOfNativeRlChannel",
-       virtualSlotOf(&ITrafHandler::getNumberOfNativeRlChannel)},
-      {"rlaGetRatesForTaps", virtualSlotOf(&ITrafHandler::rlaGetRatesForTaps)},
-      {"isLinkUp", virtualSlotOf(&ITrafHandler::isLinkUp)},
-      {"dspIfGetXauiPacketSize",
-       virtualSlotOf(&ITrafHandler::dspIfGetXauiPacketSize)},
-      {"dspIfSetXauiPacketSize",
-       virtualSlotOf(&ITrafHandler::dspIfSetXauiPacketSize)},
-  };
-  expectConsecutiveSlots(entries, kFirstOperationSlot);
+  expectSlotsFollowTheDestructor({
+      SLOT(ITrafHandler, registerPhases),
+      SLOT(ITrafHandler, hccdControllerStartStop),
+      SLOT(ITrafHandler, hccdControllerSendMessage),
+      SLOT(ITrafHandler, hccdControllerRegisterPort),
+      SLOT(ITrafHandler, mlmSetChannelStatus),
+      SLOT(ITrafHandler, mlmGetAisRdi),
+      SLOT(ITrafHandler, rliForceUnlockInsertion),
+      SLOT(ITrafHandler, rliResetI2C),
+      SLOT(ITrafHandler, getNumberOfNativeRlChannel),
+      SLOT(ITrafHandler, rlaGetRatesForTaps),
+      SLOT(ITrafHandler, isLinkUp),
+      SLOT(ITrafHandler, dspIfGetXauiPacketSize),
+      SLOT(ITrafHandler, dspIfSetXauiPacketSize),
+  });
 }
 
 TEST(VirtualSlotOrderTest, PortCallbackReceiveOperationFollowsTheDestructor) {
   using Callback = ITrafHandler::HccdPortCallback;
-  expectConsecutiveSlots(
-      {{"onHccdDataReceived",
-        abiguard::virtualSlotOf(&Callback::onHccdDataReceived)}},
-      kFirstOperationSlot);
+  expectSlotsFollowTheDestructor({SLOT(Callback, onHccdDataReceived)});
 }
 
 TEST(VirtualSlotOrderTest, ModuleObjectPhaseCallbacksFollowTheDestructor) {
-  using abiguard::virtualSlotOf;
   using M = ModuleInterface;
-  const std::vector<SlotEntry> entries = {
-      {"onPhaseActivation", virtualSlotOf(&M::onPhaseActivation)},
-      {"onModuleRegisterStorageObjects",
-       virtualSlotOf(&M::onModuleRegisterStorageObjects)},
-      {"onModuleInit", virtualSlotOf(&M::onModuleInit)},
-      {"onPhaseModuleStorageObjectsRetrieved",
-       virtualSlotOf(&M::onPhaseModuleStorageObjectsRetrieved)},
-      {"onPhasePostFrameformatLoad",
-       virtualSlotOf(&M::onPhasePostFrameformatLoad)},
-      {"onPhaseEndFrameformatLoad",
-       virtualSlotOf(&M::onPhaseEndFrameformatLoad)},
-      {"onPhaseRestartTickScheduler",
-       virtualSlotOf(&M::onPhaseRestartTickScheduler)},
-      {"onModuleRegisterImTi", virtualSlotOf(&M::onModuleRegisterImTi)},
-      {"onWarmRestartWaitForHw", virtualSlotOf(&M::onWarmRestartWaitForHw)},
-      {"onWarmRestartInit", virtualSlotOf(&M::onWarmRestartInit)},
-      {"onWarmRestartWaitForSetInitCompleteRequest",
-       virtualSlotOf(&M::onWarmRestartWaitForSetInitCompleteRequest)},
-      {"onPhaseStart", virtualSlotOf(&M::onPhaseStart)},
-      {"onPhaseStop", virtualSlotOf(&M::onPhaseStop)},
-      {"onPhaseFrameformatLoad", virtualSlotOf(&M::onPhaseFrameformatLoad)},
-      {"onPhasePreFrameformatLoad",
-       virtualSlotOf(&M::onPhasePreFrameformatLoad)},
-      {"onPhaseSuppressErrors", virtualSlotOf(&M::onPhaseSuppressErrors)},
-      {"onPhaseSetRadioChannelNearEndFinished",
-       virtualSlotOf(&M::onPhaseSetRadioChannelNearEndFinished)},
-      {"onPhasePreRadioRestartCold",
-       virtualSlotOf(&M::onPhasePreRadioRestartCold)},
-      {"onPhasePreRadioRestartWarm",
-       virtualSlotOf(&M::onPhasePreRadioRestartWarm)},
-      {"onPhasePostRadioRestartCold",
-       virtualSlotOf(&M::onPhasePostRadioRestartCold)},
-      {"onPhasePostRadioRestartWarm",
-       virtualSlotOf(&M::onPhasePostRadioRestartWarm)},
-      {"onPhaseDisableAlarmThread",
-       virtualSlotOf(&M::onPhaseDisableAlarmThread)},
-      {"onPhasePreDspRecovery", virtualSlotOf(&M::onPhasePreDspRecovery)},
-      {"onPhaseDspRecoveryReloadFw",
-       virtualSlotOf(&M::onPhaseDspRecoveryReloadFw)},
-      {"onPhaseDspRecoveryReloadFf",
-       virtualSlotOf(&M::onPhaseDspRecoveryReloadFf)},
-      {"onPhaseDspRecoveryReconfig",
-       virtualSlotOf(&M::onPhaseDspRecoveryReconfig)},
-      {"onPhasePostDspRecovery", virtualSlotOf(&M::onPhasePostDspRecovery)},
-      {"onPhaseEnableAlarmThread", virtualSlotOf(&M::onPhaseEnableAlarmThread)},
-  };
-  expectConsecutiveSlots(entries, kFirstOperationSlot);
+  expectSlotsFollowTheDestructor({
+      SLOT(M, onPhaseActivation),
+      SLOT(M, onModuleRegisterStorageObjects),
+      SLOT(M, onModuleInit),
+      SLOT(M, onPhaseModuleStorageObjectsRetrieved),
+      SLOT(M, onPhasePostFrameformatLoad),
+      SLOT(M, onPhaseEndFrameformatLoad),
+      SLOT(M, onPhaseRestartTickScheduler),
+      SLOT(M, onModuleRegisterImTi),
+      SLOT(M, onWarmRestartWaitForHw),
+      SLOT(M, onWarmRestartInit),
+      SLOT(M, onWarmRestartWaitForSetInitCompleteRequest),
+      SLOT(M, onPhaseStart),
+      SLOT(M, onPhaseStop),
+      SLOT(M, onPhaseFrameformatLoad),
+      SLOT(M, onPhasePreFrameformatLoad),
+      SLOT(M, onPhaseSuppressErrors),
+      SLOT(M, onPhaseSetRadioChannelNearEndFinished),
+      SLOT(M, onPhasePreRadioRestartCold),
+      SLOT(M, onPhasePreRadioRestartWarm),
+      SLOT(M, onPhasePostRadioRestartCold),
+      SLOT(M, onPhasePostRadioRestartWarm),
+      SLOT(M, onPhaseDisableAlarmThread),
+      SLOT(M, onPhasePreDspRecovery),
+      SLOT(M, onPhaseDspRecoveryReloadFw),
+      SLOT(M, onPhaseDspRecoveryReloadFf),
+      SLOT(M, onPhaseDspRecoveryReconfig),
+      SLOT(M, onPhasePostDspRecovery),
+      SLOT(M, onPhaseEnableAlarmThread),
+  });
 }
 
 TEST(VirtualSlotOrderTest, HccdHandlerOperationsFollowTheDestructor) {
-  using abiguard::virtualSlotOf;
   using H = rl::traf::HccdHandlerBase;
-  const std::vector<SlotEntry> entries = {
-      {"startService", virtualSlotOf(&H::startService)},
-      {"stopService", virtualSlotOf(&H::stopService)},
-      {"registerPort", virtualSlotOf(&H::registerPort)},
-      {"sendMessage", virtualSlotOf(&H::sendMessage)},
-  };
-  expectConsecutiveSlots(entries, kFirstOperationSlot);
+  expectSlotsFollowTheDestructor({
+      SLOT(H, startService),
+      SLOT(H, stopService),
+      SLOT(H, registerPort),
+      SLOT(H, sendMessage),
+  });
 }
 
 // The module calls only the first and the last; the two between keep
 // getFecType where the platform's frame-format objects have it.
 TEST(VirtualSlotOrderTest, FrameFormatOperationsFollowTheDestructor) {
-  using abiguard::virtualSlotOf;
-  const std::vector<SlotEntry> entries = {
-      {"getXauiPacketSize", virtualSlotOf(&IFrameFormat::getXauiPacketSize)},
-      {"getFrameFormatId", virtualSlotOf(&IFrameFormat::getFrameFormatId)},
-      {"getChannelBandwidth",
-       virtualSlotOf(&IFrameFormat::getChannelBandwidth)},
-      {"getFecType", virtualSlotOf(&IFrameFormat::getFecType)},
-  };
-  expectConsecutiveSlots(entries, kFirstOperationSlot);
+  expectSlotsFollowTheDestructor({
+      SLOT(IFrameFormat, getXauiPacketSize),
+      SLOT(IFrameFormat, getFrameFormatId),
+      SLOT(IFrameFormat, getChannelBandwidth),
+      SLOT(IFrameFormat, getFecType),
+  });
 }
 
 }  // namespace
