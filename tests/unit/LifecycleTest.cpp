@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "TrafHandlerFixture.h"
+#include "TrafficFixture.h"
 
 namespace {
 
@@ -60,7 +60,7 @@ TEST_F(LifecycleTest, InitializeCreatesOneModuleObjectPerChannel) {
   for (unsigned channel = 1; channel <= 2; ++channel) {
     const auto& event = events[channel - 1];
     EXPECT_EQ(event.kind, ModuleManager::Event::Constructed);
-    EXPECT_EQ(event.moduleId, 118000U + channel);
+    EXPECT_EQ(event.moduleId, testsupport::moduleId(channel));
     EXPECT_EQ(event.name, "TrafHandler");
     EXPECT_EQ(event.instance, channel);
     EXPECT_EQ(event.flags, 0U);
@@ -130,7 +130,7 @@ TEST_F(LifecycleTest, DeinitializeStopsServicesBeforeWithdrawingInterface) {
   EXPECT_FALSE(calls[1].registration);
   EXPECT_FALSE(calls[1].removedWanted);
   EXPECT_THAT(moduleIdsOf(ModuleManager::Event::Destroyed),
-              ElementsAre(118001U, 118002U));
+              ElementsAre(testsupport::moduleId(1), testsupport::moduleId(2)));
   EXPECT_THAT(traceLines(),
               ElementsAre(Line{6, "deinitialize", ""},
                           Line{3, "deinitialize", "Deinitialize needed."},
@@ -165,7 +165,7 @@ TEST_F(LifecycleTest, ChannelCountAboveTwoServesEachChannelOnce) {
   EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Start),
               ElementsAre(0U, 1U));
   EXPECT_THAT(moduleIdsOf(ModuleManager::Event::Constructed),
-              ElementsAre(118001U, 118002U));
+              ElementsAre(testsupport::moduleId(1), testsupport::moduleId(2)));
   EXPECT_THAT(testsupport::traceLines(1),
               ElementsAre(Line{1, "initialize",
                                "Number of channels 3 above 2, serving "
@@ -180,8 +180,8 @@ TEST_F(LifecycleTest, RegisterPhasesRegistersModuleObjectsInChannelOrder) {
 
   const auto modules = ModuleManager::instance().modules();
   ASSERT_EQ(modules.size(), 2U);
-  EXPECT_EQ(modules[0]->moduleId(), 118001U);
-  EXPECT_EQ(modules[1]->moduleId(), 118002U);
+  EXPECT_EQ(modules[0]->moduleId(), testsupport::moduleId(1));
+  EXPECT_EQ(modules[1]->moduleId(), testsupport::moduleId(2));
 }
 
 TEST_F(LifecycleTest, RegisterPhasesWithZeroChannelsOnlyTracesItsEntry) {
@@ -209,7 +209,8 @@ TEST_F(LifecycleTest, PhaseCallbacksReachTheHandlerWithTheirChannel) {
   (void)handler->initialize(hccd);
   (void)handler->registerPhases();
   forgetHistory();
-  ModuleInterface* const module2 = ModuleManager::instance().find(118002);
+  ModuleInterface* const module2 =
+      ModuleManager::instance().find(testsupport::moduleId(2));
   ASSERT_NE(module2, nullptr);
 
   // No driver of channel 2 exists, so module initialisation fails, and the
@@ -218,13 +219,14 @@ TEST_F(LifecycleTest, PhaseCallbacksReachTheHandlerWithTheirChannel) {
             0x8000U);
 
   EXPECT_THAT(standin::FakeDriverLayer::instance().requestedNames(),
-              ElementsAre("channel.2.traf.dsp.fec.type"));
+              ElementsAre(testsupport::kFec2));
 }
 
 TEST_F(LifecycleTest, LoadPhaseCallbacksReachTheHandlerWithTheirChannel) {
   (void)handler->initialize(hccd);
   (void)handler->registerPhases();
-  ModuleInterface* const module2 = ModuleManager::instance().find(118002);
+  ModuleInterface* const module2 =
+      ModuleManager::instance().find(testsupport::moduleId(2));
   ASSERT_NE(module2, nullptr);
   unsigned char byte = 1;
   forgetHistory();
@@ -263,7 +265,7 @@ TEST_F(LifecycleTest, ReinitializeKeepsPortsAndXauiDriverButNotChannelDrivers) {
   ASSERT_EQ(handler->hccdControllerRegisterPort(
                 RadioChannel_1, ITrafHandler::HccdPortId_3, &callback),
             0U);
-  driver("common.traf.dsp.xaui.packet.size").setValue(9000);
+  driver(testsupport::kXaui).setValue(9000);
 
   handler->deinitialize();
   (void)handler->initialize(hccd);
@@ -283,6 +285,48 @@ TEST_F(LifecycleTest, ReinitializeKeepsPortsAndXauiDriverButNotChannelDrivers) {
   EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0U);
 }
 
+// The platform starts afresh: a load marked before `initialize` is over.
+TEST_F(LifecycleTest, InitializeEndsALoadMarkedBeforeIt) {
+  ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1), 0U);
+  (void)handler->initialize(hccd);
+  unsigned char byte = 1;
+
+  EXPECT_EQ(handler->hccdControllerSendMessage(
+                RadioChannel_1, ITrafHandler::HccdPortId_0, &byte, 1),
+            0U);
+
+  EXPECT_EQ(hccd.sendCount(), 1U);
+}
+
+// The HCC-D handler and the XAUI driver stay for the next start; the channel
+// drivers wait for the next module initialisation.
+TEST_F(LifecycleTest, DeinitializeEndsLoadsAndUnbindsTheChannelDrivers) {
+  addDrivers(1);
+  standin::FakeFrameFormat frameFormat(1, 1500);
+  InterfaceBroker::getInstance()->registerInterface("IFrameFormat_1",
+                                                    &frameFormat);
+  (void)handler->initialize(hccd);
+  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_1), 0U);
+  ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1), 0U);
+  handler->deinitialize();
+  forgetHistory();
+  unsigned char byte = 1;
+  unsigned int rate = 0;
+
+  EXPECT_EQ(handler->hccdControllerSendMessage(
+                RadioChannel_1, ITrafHandler::HccdPortId_0, &byte, 1),
+            0U);
+  EXPECT_EQ(hccd.sendCount(), 1U);
+  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, rate, rate), 1U);
+  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0x8000U);
+  EXPECT_THAT(traceLines(1),
+              ElementsAre(Line{1, "rlaGetRatesForTaps", " driver nullptr"},
+                          Line{1, "doOnPhasePostFrameformatLoad",
+                               " FEC type driver interface not found for "
+                               "channel 1"}));
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(rate), 0U);
+}
+
 TEST_F(LifecycleTest, DestroyingInitializedHandlerTearsDownFirst) {
   (void)handler->initialize(hccd);
   forgetHistory();
@@ -294,7 +338,7 @@ TEST_F(LifecycleTest, DestroyingInitializedHandlerTearsDownFirst) {
               ElementsAre(0U, 1U));
   EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
   EXPECT_THAT(moduleIdsOf(ModuleManager::Event::Destroyed),
-              ElementsAre(118001U, 118002U));
+              ElementsAre(testsupport::moduleId(1), testsupport::moduleId(2)));
 }
 
 struct StartStopCase {
