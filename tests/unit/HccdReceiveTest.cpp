@@ -140,17 +140,6 @@ TEST_F(HccdReceiveTest, PortIsNotFoundOnAnotherChannel) {
           failure("Port id 14 not found, portIndex: 4, for ct 3: Data: 255")));
 }
 
-TEST_F(HccdReceiveTest, ReceiveBeforeInitializeIsDroppedAsNotFound) {
-  tarvik::TrafHandler fresh(RadioChannel_2);
-  unsigned char data[] = {3};
-
-  fresh.invokeHccdPortCallback(RadioChannel_1, data, 1, 0);
-
-  EXPECT_THAT(traceLines(1),
-              ElementsAre(failure("Port id 0 not found, portIndex: 0, for ct "
-                                  "1: Data: 3")));
-}
-
 TEST_F(HccdReceiveTest, EmptyMessageShowsNoneForItsFirstByte) {
   unsigned char data[] = {7};
 

@@ -22,16 +22,6 @@ using testsupport::kFec2;
 using testsupport::kIdle1;
 using testsupport::kIdle2;
 
-TEST_F(ModuleInitTest, FirstChannelRequestsItsDriversThenTheCommonOne) {
-  addDrivers(1);
-  registerFrameFormat(1, &frameFormat1);
-
-  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1), 0U);
-
-  EXPECT_THAT(requestedNames(), ElementsAre(kFec1, kDsp1, kIdle1, kXaui));
-  EXPECT_THAT(traceLines(), ElementsAre(Line{6, "doOnModuleInit", ""}));
-}
-
 TEST_F(ModuleInitTest, XauiDriverIsRequestedAgainWhileUnbound) {
   auto& layer = standin::FakeDriverLayer::instance();
   addDrivers(1);
