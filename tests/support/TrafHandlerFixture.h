@@ -14,6 +14,7 @@
 #include "FakeHccdHandler.h"
 #include "InterfaceBrokerControl.h"
 #include "ModuleManager.h"
+#include "NodeFacts.h"
 #include "TarvikTrafHandler.h"
 #include "TraceControl.h"
 
@@ -60,21 +61,33 @@ inline std::vector<Line> traceLines(unsigned level) {
   return lines;
 }
 
-constexpr const char kFecType[] = ".traf.dsp.fec.type";
-constexpr const char kDspRate[] = ".traf.rla.taps.dsp.rate";
-constexpr const char kIdleRate[] = ".traf.rla.taps.idle.rate";
-constexpr const char kXaui[] = "common.traf.dsp.xaui.packet.size";
+using nodefacts::channelDriver;
+constexpr const char* kFecType = nodefacts::kFecTypeSuffix;
+constexpr const char* kXaui = nodefacts::kXauiPacketSizeDriver;
 
-// "channel." + channel + suffix.
-inline std::string channelDriver(unsigned channel, const char* suffix) {
-  return "channel." + std::to_string(channel) + suffix;
+// A table row with its columns set by name: `edit` sets those that differ
+// from the row type's defaults.
+template <class Row, class Edit>
+Row row(Edit edit) {
+  Row result;
+  edit(result);
+  return result;
+}
+
+// The module id of `channel`'s module object.
+constexpr std::uint32_t moduleId(std::uint32_t channel) {
+  return nodefacts::kModuleIdBase + channel;
 }
 
 // The three drivers of `channel` and the XAUI driver, in the order module
 // initialisation requests them.
 inline std::vector<std::string> channelDriverNames(unsigned channel) {
-  return {channelDriver(channel, kFecType), channelDriver(channel, kDspRate),
-          channelDriver(channel, kIdleRate), kXaui};
+  std::vector<std::string> names;
+  for (const char* suffix : nodefacts::kChannelDriverSuffixes) {
+    names.push_back(channelDriver(channel, suffix));
+  }
+  names.emplace_back(kXaui);
+  return names;
 }
 
 inline void resetPlatform() {

@@ -13,12 +13,16 @@
 
 namespace testsupport {
 
-constexpr const char kFec1[] = "channel.1.traf.dsp.fec.type";
-constexpr const char kDsp1[] = "channel.1.traf.rla.taps.dsp.rate";
-constexpr const char kIdle1[] = "channel.1.traf.rla.taps.idle.rate";
-constexpr const char kFec2[] = "channel.2.traf.dsp.fec.type";
-constexpr const char kDsp2[] = "channel.2.traf.rla.taps.dsp.rate";
-constexpr const char kIdle2[] = "channel.2.traf.rla.taps.idle.rate";
+// The drivers of channels 1 and 2. Built once at start-up of the test
+// program, where an allocation failure may well end it.
+// NOLINTBEGIN(cert-err58-cpp)
+inline const std::string kFec1 = channelDriver(1, nodefacts::kFecTypeSuffix);
+inline const std::string kDsp1 = channelDriver(1, nodefacts::kDspRateSuffix);
+inline const std::string kIdle1 = channelDriver(1, nodefacts::kIdleRateSuffix);
+inline const std::string kFec2 = channelDriver(2, nodefacts::kFecTypeSuffix);
+inline const std::string kDsp2 = channelDriver(2, nodefacts::kDspRateSuffix);
+inline const std::string kIdle2 = channelDriver(2, nodefacts::kIdleRateSuffix);
+// NOLINTEND(cert-err58-cpp)
 
 // A driver that the layer answers with success but without a record, so the
 // member it is bound into stays null.

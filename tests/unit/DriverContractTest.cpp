@@ -1,11 +1,7 @@
-// The module's contract with the driver access layer and the interface
-// registry: the status rule on every driver call, and the lookup of
-// frame-format objects by name.
+// The module's contract with the driver access layer: the status rule on
+// every driver call, and records without an operation.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <map>
-#include <memory>
 
 #include "DriverAccess.h"
 #include "TrafficFixture.h"
@@ -60,77 +56,5 @@ TEST(DriverAccessTest, MissingOperationAnswersFailureWithoutACall) {
 
   EXPECT_EQ(value, 77U);
 }
-
-// What is registered under a name.
-enum class Entry { FrameFormat, Null, OtherInterface };
-
-struct LookupCase {
-  const char* label;
-  std::map<std::string, Entry> registry;
-  std::string name;
-  bool found;  // the frame-format object registered under `name` comes back
-};
-
-void PrintTo(const LookupCase& c, std::ostream* out) { *out << c.label; }
-
-class FrameFormatLookupTest : public testsupport::TrafficFixture,
-                              public testing::WithParamInterface<LookupCase> {};
-
-TEST_P(FrameFormatLookupTest, FindsOnlyAFrameFormatUnderTheWholeName) {
-  const LookupCase& c = GetParam();
-  std::vector<std::unique_ptr<standin::FakeFrameFormat>> objects;
-  std::map<std::string, IInterface*> registered;
-  for (const auto& entry : c.registry) {
-    IInterface* object = nullptr;
-    if (entry.second == Entry::FrameFormat) {
-      objects.push_back(std::make_unique<standin::FakeFrameFormat>(0, 0));
-      object = objects.back().get();
-    } else if (entry.second == Entry::OtherInterface) {
-      object = handler.get();
-    }
-    ASSERT_EQ(
-        InterfaceBroker::getInstance()->registerInterface(entry.first, object),
-        0);
-    registered[entry.first] = object;
-  }
-
-  IFrameFormat* const found =
-      InterfaceBroker::getInstance()->getInterface<IFrameFormat>(c.name);
-
-  if (c.found) {
-    EXPECT_EQ(found, registered.at(c.name));
-  } else {
-    EXPECT_EQ(found, nullptr);
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Registries, FrameFormatLookupTest,
-    testing::Values(LookupCase{"EmptyRegistry", {}, "IFrameFormat_1", false},
-                    LookupCase{"Registered",
-                               {{"IFrameFormat_1", Entry::FrameFormat}},
-                               "IFrameFormat_1",
-                               true},
-                    LookupCase{"BesideALongerName",
-                               {{"IFrameFormat_1", Entry::FrameFormat},
-                                {"IFrameFormat_10", Entry::FrameFormat}},
-                               "IFrameFormat_1",
-                               true},
-                    LookupCase{"OnlyALongerName",
-                               {{"IFrameFormat_10", Entry::FrameFormat}},
-                               "IFrameFormat_1",
-                               false},
-                    LookupCase{"OnlyAShorterName",
-                               {{"IFrameFormat_1", Entry::FrameFormat}},
-                               "IFrameFormat_10",
-                               false},
-                    LookupCase{"NullEntry",
-                               {{"IFrameFormat_1", Entry::Null}},
-                               "IFrameFormat_1",
-                               false},
-                    LookupCase{"OtherInterface",
-                               {{"IFrameFormat_1", Entry::OtherInterface}},
-                               "IFrameFormat_1",
-                               false}));
 
 }  // namespace

@@ -64,7 +64,7 @@ TEST_P(LoadingChannelTest, SendsOnItAreDroppedUntilItsPostLoadPhase) {
   bindChannel(1);
   bindChannel(2);
   ModuleInterface* const module =
-      standin::ModuleManager::instance().find(118000 + loading);
+      standin::ModuleManager::instance().find(testsupport::moduleId(loading));
   ASSERT_NE(module, nullptr);
 
   EXPECT_EQ(standin::ModuleManager::runPhase(
@@ -93,6 +93,18 @@ TEST_P(LoadingChannelTest, SendsOnItAreDroppedUntilItsPostLoadPhase) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Channels, LoadingChannelTest, testing::Values(1U, 2U));
+
+// Only a channel with a table entry has a load mark to set.
+TEST_F(FrameFormatLoadTest, LoadMarkOfAChannelOutsideTheTablesIsIgnored) {
+  for (const std::uint32_t value : {3U, 0xFFFFFFFFU}) {
+    handler->indicateFrameFormatLoadInProgress(static_cast<RadioChannel>(value),
+                                               true);
+  }
+
+  EXPECT_EQ(send(RadioChannel_1), 0U);
+  EXPECT_EQ(send(RadioChannel_2), 0U);
+  EXPECT_THAT(sentCtIndexes(), ElementsAre(0U, 1U));
+}
 
 struct ValuesCase {
   std::int32_t fecType;
@@ -189,7 +201,7 @@ class PostLoadTest
 TEST_P(PostLoadTest, ClearsTheFlagThenWritesUntilTheFirstFailure) {
   const LoadCase& c = std::get<0>(GetParam());
   const Variant& v = std::get<1>(GetParam());
-  const char* const names[] = {"", kFec1, "", kXaui};
+  const std::string names[] = {"", kFec1, "", kXaui};
   bindChannel(1, names[static_cast<int>(c.missing)],
               c.missing != Missing::FrameFormat);
   if (c.missing != Missing::FecTypeDriver) {

@@ -6,6 +6,7 @@
 
 #include "HccdTestSupport.h"
 #include "TrafHandlerFixture.h"
+#include "testing/RecordingHccdPortCallback.h"
 
 namespace {
 
@@ -55,7 +56,7 @@ class HccdPortTest : public testsupport::TrafHandlerFixture {
     return list;
   }
 
-  testsupport::RecordingHccdCallback callback;
+  trafhandler_testing::RecordingHccdPortCallback callback;
 };
 
 class RegisterPortTableTest : public HccdPortTest,
@@ -195,7 +196,14 @@ class SendTableTest : public HccdPortTest,
 TEST_P(SendTableTest, SendsOnTheTablesPortIndexOfTheChannelsCt) {
   const PortRow row = GetParam();
   unsigned char data[] = {0x12, 0xFF};
-  for (const unsigned channel : {1U, 2U}) {
+  struct ChannelCase {
+    unsigned channel;
+    unsigned ctIndex;
+  };
+  // Channel 0 has its table entry, and every channel but 1 is ct 1.
+  for (const ChannelCase c :
+       {ChannelCase{1, 0}, ChannelCase{2, 1}, ChannelCase{0, 1}}) {
+    const unsigned channel = c.channel;
     SCOPED_TRACE(channel);
     forgetHistory();
 
@@ -215,7 +223,7 @@ TEST_P(SendTableTest, SendsOnTheTablesPortIndexOfTheChannelsCt) {
     const auto calls = hccd.calls();
     ASSERT_EQ(calls.size(), 1U);
     EXPECT_EQ(calls[0].kind, Call::Send);
-    EXPECT_EQ(calls[0].ctIndex, channel - 1);
+    EXPECT_EQ(calls[0].ctIndex, c.ctIndex);
     EXPECT_EQ(calls[0].portIndex, row.to);
     EXPECT_THAT(calls[0].data, ElementsAre(0x12, 0xFF));
   }
@@ -274,14 +282,15 @@ TEST_F(HccdPortTest, SendDuringLoadIsDroppedSilentlyOnThatChannelOnly) {
   EXPECT_EQ(hccd.sendCount(), 2U);
 }
 
+// A send that is refused; `initialized` false leaves the handler without its
+// HCC-D handler.
 struct RefusedSend {
-  const char* name;
-  std::uint32_t channel;
-  std::uint32_t port;
-  bool nullData;
-  unsigned int length;
-  bool initialized;
-  const char* text;
+  const char* name = "";
+  std::uint32_t channel = 1;
+  std::uint32_t port = 4;
+  unsigned int length = 2;
+  bool initialized = true;
+  const char* text = "";
 };
 
 void PrintTo(const RefusedSend& c, std::ostream* out) { *out << c.name; }
@@ -297,28 +306,36 @@ TEST_P(RefusedSendTest, FailsWithItsTextAndSendsNothing) {
   forgetHistory();
   unsigned char data[] = {1, 2};
 
-  EXPECT_EQ(handler->hccdControllerSendMessage(
-                testsupport::channel(c.channel), portId(c.port),
-                c.nullData ? nullptr : data, c.length),
+  EXPECT_EQ(handler->hccdControllerSendMessage(testsupport::channel(c.channel),
+                                               portId(c.port), data, c.length),
             1U);
 
   EXPECT_THAT(hccd.calls(), IsEmpty());
   EXPECT_THAT(traceLines(), ElementsAre(Line{1, kSend, c.text}));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, RefusedSendTest,
-    testing::Values(
-        // Outside the load flags: refused before any flag is read.
-        RefusedSend{"ChannelAboveTwo", 3, 4, false, 2, true,
-                    "ct 3: channel not allowed for portId 4"},
-        // An empty message changes nothing about the port lookup.
-        RefusedSend{"LengthZeroOnPortWithoutIndex", 2, 6, false, 0, true,
-                    "ct 2: unknown port index for portId 6"},
-        RefusedSend{"BeforeInitialize", 1, 4, false, 2, false,
-                    "ct 1: no HCC-D handler, message for portId 4 not sent"}),
-    [](const testing::TestParamInfo<RefusedSend>& param) {
-      return std::string(param.param.name);
-    });
+std::vector<RefusedSend> refusedSends() {
+  std::vector<RefusedSend> rows(3);
+  // Outside the load flags: refused before any flag is read.
+  rows[0].name = "ChannelAboveTwo";
+  rows[0].channel = 3;
+  rows[0].text = "ct 3: channel not allowed for portId 4";
+  // An empty message changes nothing about the port lookup.
+  rows[1].name = "LengthZeroOnPortWithoutIndex";
+  rows[1].channel = 2;
+  rows[1].port = 6;
+  rows[1].length = 0;
+  rows[1].text = "ct 2: unknown port index for portId 6";
+  rows[2].name = "BeforeInitialize";
+  rows[2].initialized = false;
+  rows[2].text = "ct 1: no HCC-D handler, message for portId 4 not sent";
+  return rows;
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, RefusedSendTest,
+                         testing::ValuesIn(refusedSends()),
+                         [](const testing::TestParamInfo<RefusedSend>& param) {
+                           return std::string(param.param.name);
+                         });
 
 }  // namespace

@@ -8,10 +8,12 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "AllocationCounter.h"
 #include "HccdTestSupport.h"
 #include "TrafHandlerFixture.h"
+#include "testing/RecordingHccdPortCallback.h"
 
 namespace {
 
@@ -21,10 +23,9 @@ using testsupport::kNoPort;
 using testsupport::Line;
 using testsupport::portId;
 using testsupport::PortRow;
-using testsupport::RecordingHccdCallback;
 using testsupport::traceLines;
-
-using Call = RecordingHccdCallback::Call;
+using trafhandler_testing::ReceivedHccdMessage;
+using trafhandler_testing::RecordingHccdPortCallback;
 constexpr const char kInvoke[] = "invokeHccdPortCallback";
 // Messages from one sampled data trace to the next.
 constexpr int kTraceInterval = 202;
@@ -43,6 +44,29 @@ void receiveUntilDataTrace(const std::function<void()>& receive) {
   ASSERT_THAT(traceLines(5), testing::SizeIs(1));
   standin::TraceControl::clearRecords();
 }
+
+// Fails the way a test asks. The shipped recorder cannot fail.
+struct FailingCallback : ITrafHandler::HccdPortCallback {
+  explicit FailingCallback(std::function<void()> failure)
+      : fail(std::move(failure)) {}
+  void onHccdDataReceived(unsigned char* /*data*/, unsigned int /*length*/,
+                          const ITrafHandler::HccdPortId& /*portId*/) override {
+    ++calls;
+    fail();
+  }
+  std::function<void()> fail;
+  int calls = 0;
+};
+
+// Counts without allocating, for the allocation tests: the shipped recorder
+// copies every message.
+struct CountingCallback : ITrafHandler::HccdPortCallback {
+  void onHccdDataReceived(unsigned char* /*data*/, unsigned int /*length*/,
+                          const ITrafHandler::HccdPortId& /*portId*/) override {
+    ++count;
+  }
+  int count = 0;
+};
 
 class HccdReceiveTest : public testsupport::TrafHandlerFixture {
  protected:
@@ -68,7 +92,7 @@ class ReceiveTableTest : public HccdReceiveTest,
 
 TEST_P(ReceiveTableTest, CallsTheCallbackOfTheIndexsPortIdWithTheSameData) {
   const PortRow row = GetParam();
-  RecordingHccdCallback callbacks[15];
+  RecordingHccdPortCallback callbacks[15];
   for (std::uint32_t id = 0; id < 15; ++id) {
     registerPort(RadioChannel_2, id, callbacks[id]);
   }
@@ -78,9 +102,10 @@ TEST_P(ReceiveTableTest, CallsTheCallbackOfTheIndexsPortIdWithTheSameData) {
 
   for (std::uint32_t id = 0; id < 15; ++id) {
     if (id == row.to) {
-      EXPECT_THAT(callbacks[id].calls, ElementsAre(Call{data, 3, id}));
+      EXPECT_THAT(callbacks[id].messages(),
+                  ElementsAre(ReceivedHccdMessage{{9, 8, 7}, 3, portId(id)}));
     } else {
-      EXPECT_THAT(callbacks[id].calls, IsEmpty()) << "port id " << id;
+      EXPECT_EQ(callbacks[id].messageCount(), 0U) << "port id " << id;
     }
   }
   if (row.to == kNoPort) {
@@ -96,29 +121,23 @@ TEST_P(ReceiveTableTest, CallsTheCallbackOfTheIndexsPortIdWithTheSameData) {
 INSTANTIATE_TEST_SUITE_P(PortIndexes, ReceiveTableTest,
                          testing::ValuesIn(testsupport::portIndexToIdTable()));
 
-TEST_F(HccdReceiveTest, PortOfTheOtherChannelIsNotFound) {
-  RecordingHccdCallback callback;
+// Port id 14 is registered on channel 2 only; no channel but 1 and 2 has a
+// dispatch table entry.
+TEST_F(HccdReceiveTest, PortIsNotFoundOnAnotherChannel) {
+  RecordingHccdPortCallback callback;
   registerPort(RadioChannel_2, 14, callback);
   unsigned char data[] = {0xFF, 1};
 
   receive(RadioChannel_1, 4, data, sizeof data);
+  receive(testsupport::channel(3), 4, data, sizeof data);
 
-  EXPECT_THAT(callback.calls, IsEmpty());
+  EXPECT_EQ(callback.messageCount(), 0U);
   // The first byte is written unsigned.
-  EXPECT_THAT(traceLines(1),
-              ElementsAre(failure("Port id 14 not found, portIndex: 4, for ct "
-                                  "1: Data: 255")));
-}
-
-TEST_F(HccdReceiveTest, ReceiveBeforeInitializeIsDroppedAsNotFound) {
-  tarvik::TrafHandler fresh(RadioChannel_2);
-  unsigned char data[] = {3};
-
-  fresh.invokeHccdPortCallback(RadioChannel_1, data, 1, 0);
-
-  EXPECT_THAT(traceLines(1),
-              ElementsAre(failure("Port id 0 not found, portIndex: 0, for ct "
-                                  "1: Data: 3")));
+  EXPECT_THAT(
+      traceLines(1),
+      ElementsAre(
+          failure("Port id 14 not found, portIndex: 4, for ct 1: Data: 255"),
+          failure("Port id 14 not found, portIndex: 4, for ct 3: Data: 255")));
 }
 
 TEST_F(HccdReceiveTest, EmptyMessageShowsNoneForItsFirstByte) {
@@ -133,14 +152,13 @@ TEST_F(HccdReceiveTest, EmptyMessageShowsNoneForItsFirstByte) {
 }
 
 TEST_F(HccdReceiveTest, CallbacksStdExceptionIsTracedAndGoesNoFurther) {
-  RecordingHccdCallback callback;
-  callback.action = [] { throw std::runtime_error("port 3 overrun"); };
+  FailingCallback callback([] { throw std::runtime_error("port 3 overrun"); });
   registerPort(RadioChannel_1, 3, callback);
   unsigned char data[] = {1};
 
   receive(RadioChannel_1, 3, data, 1);
 
-  EXPECT_EQ(callback.calls.size(), 1U);
+  EXPECT_EQ(callback.calls, 1);
   EXPECT_THAT(traceLines(1), ElementsAre(failure("port 3 overrun")));
 }
 
@@ -180,9 +198,10 @@ class HccdEntryTest : public testsupport::TrafHandlerFixture {
 
   // Registers a new callback, never freed: the single handler keeps it for
   // good.
-  template <typename Callback>
-  static Callback& registerPort(RadioChannel channel, std::uint32_t port) {
-    auto* const callback = new Callback();
+  template <typename Callback, typename... Args>
+  static Callback& registerPort(RadioChannel channel, std::uint32_t port,
+                                Args... args) {
+    auto* const callback = new Callback(std::move(args)...);
     EXPECT_EQ(entryHandler().hccdControllerRegisterPort(channel, portId(port),
                                                         callback),
               0U);
@@ -192,41 +211,40 @@ class HccdEntryTest : public testsupport::TrafHandlerFixture {
 };
 
 TEST_F(HccdEntryTest, EachEntryDispatchesAsItsChannel) {
-  auto& first = registerPort<RecordingHccdCallback>(RadioChannel_1, 0);
-  auto& second = registerPort<RecordingHccdCallback>(RadioChannel_2, 14);
+  auto& first = registerPort<RecordingHccdPortCallback>(RadioChannel_1, 0);
+  auto& second = registerPort<RecordingHccdPortCallback>(RadioChannel_2, 14);
   unsigned char data[] = {1, 2, 3};
 
   EXPECT_EQ(hccDataReceivedCt1(nullptr, data, 3, 0), 0);
   EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 2, 4), 0);
+  // The client gets what the transport gave, even no data at all.
+  EXPECT_EQ(hccDataReceivedCt2(nullptr, nullptr, 0, 4), 0);
 
-  EXPECT_THAT(first.calls, ElementsAre(Call{data, 3, 0}));
-  EXPECT_THAT(second.calls, ElementsAre(Call{data, 2, 14}));
+  EXPECT_THAT(first.messages(),
+              ElementsAre(ReceivedHccdMessage{{1, 2, 3}, 3, portId(0)}));
+  EXPECT_THAT(second.messages(),
+              ElementsAre(ReceivedHccdMessage{{1, 2}, 2, portId(14)},
+                          ReceivedHccdMessage{{}, 0, portId(14)}));
 }
 
 TEST_F(HccdEntryTest, PortRegisteredOnChannelZeroNeverReceives) {
   auto& callback =
-      registerPort<RecordingHccdCallback>(static_cast<RadioChannel>(0), 9);
+      registerPort<RecordingHccdPortCallback>(static_cast<RadioChannel>(0), 9);
   unsigned char data[] = {7};
 
   // Bound to ct 1 with the second entry, which dispatches as channel 2.
   EXPECT_TRUE(entryHccd().deliver(1, 10, data, 1));
 
-  EXPECT_THAT(callback.calls, IsEmpty());
+  EXPECT_EQ(callback.messageCount(), 0U);
   EXPECT_THAT(traceLines(1),
               ElementsAre(failure("Port id 9 not found, portIndex: 10, for ct "
                                   "2: Data: 7")));
 }
 
-struct ThrowingCallback : ITrafHandler::HccdPortCallback {
-  void onHccdDataReceived(unsigned char* /*data*/, unsigned int /*length*/,
-                          const ITrafHandler::HccdPortId& /*portId*/) override {
-    throw 42;
-  }
-};
-
 TEST_F(HccdEntryTest, NonStdExceptionFromCallbackStaysInTheEntry) {
-  (void)registerPort<ThrowingCallback>(RadioChannel_1, 1);
-  (void)registerPort<ThrowingCallback>(RadioChannel_2, 1);
+  const auto throwInt = [] { throw 42; };
+  (void)registerPort<FailingCallback>(RadioChannel_1, 1, throwInt);
+  (void)registerPort<FailingCallback>(RadioChannel_2, 1, throwInt);
   unsigned char data[] = {1};
 
   EXPECT_EQ(hccDataReceivedCt1(nullptr, data, 1, 1), 0);
@@ -245,13 +263,15 @@ TEST_F(HccdEntryTest, NonStdExceptionFromCallbackStaysInTheEntry) {
 // costs no message its delivery, the sampled data trace's included, and
 // leaves no entry.
 TEST_F(HccdEntryTest, FailingTraceFacilityCostsNoMessageItsDelivery) {
-  auto& first = registerPort<RecordingHccdCallback>(RadioChannel_1, 7);
-  auto& second = registerPort<RecordingHccdCallback>(RadioChannel_2, 7);
+  auto& first = registerPort<RecordingHccdPortCallback>(RadioChannel_1, 7);
+  auto& second = registerPort<RecordingHccdPortCallback>(RadioChannel_2, 7);
+  auto& failing =
+      registerPort<FailingCallback>(RadioChannel_2, 8, [] { throw 42; });
   unsigned char data[] = {1};
   for (const bool fromIsEnabled : {true, false}) {
-    first.calls.clear();
-    second.calls.clear();
-    second.action = nullptr;
+    first.clear();
+    second.clear();
+    failing.calls = 0;
     standin::TraceControl::setThrowing(testsupport::kTraceObject, fromIsEnabled,
                                        !fromIsEnabled);
     for (int i = 0; i < kTraceInterval; ++i) {
@@ -259,11 +279,11 @@ TEST_F(HccdEntryTest, FailingTraceFacilityCostsNoMessageItsDelivery) {
       EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 1, 8), 0);
       EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 1, 15), 0);
     }
-    second.action = [] { throw 42; };
-    EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 1, 8), 0);
+    EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 1, 9), 0);
 
-    EXPECT_EQ(first.calls.size(), std::size_t{kTraceInterval});
-    EXPECT_EQ(second.calls.size(), std::size_t{kTraceInterval} + 1);
+    EXPECT_EQ(first.messageCount(), std::size_t{kTraceInterval});
+    EXPECT_EQ(second.messageCount(), std::size_t{kTraceInterval});
+    EXPECT_EQ(failing.calls, 1);
   }
 }
 
@@ -271,8 +291,8 @@ TEST_F(HccdEntryTest, FailingTraceFacilityCostsNoMessageItsDelivery) {
 // that must reach the thread's start; an entry that swallowed it would abort
 // the process.
 TEST_F(HccdEntryTest, TransportThreadEndedInACallbackEndsAndTheProcessLives) {
-  auto& callback = registerPort<RecordingHccdCallback>(RadioChannel_1, 8);
-  callback.action = [] { pthread_exit(nullptr); };
+  auto& callback = registerPort<FailingCallback>(RadioChannel_1, 8,
+                                                 [] { pthread_exit(nullptr); });
   static bool entryReturned = false;
   pthread_t transport{};
   ASSERT_EQ(pthread_create(
@@ -290,12 +310,12 @@ TEST_F(HccdEntryTest, TransportThreadEndedInACallbackEndsAndTheProcessLives) {
 
   EXPECT_EQ(result, nullptr) << "the thread ended through pthread_exit";
   EXPECT_FALSE(entryReturned);
-  EXPECT_EQ(callback.calls.size(), 1U);
+  EXPECT_EQ(callback.calls, 1);
 }
 
 TEST_F(HccdEntryTest, DataTraceComesWithEvery202ndMessageAcrossBothEntries) {
-  (void)registerPort<RecordingHccdCallback>(RadioChannel_1, 2);
-  (void)registerPort<RecordingHccdCallback>(RadioChannel_2, 2);
+  (void)registerPort<CountingCallback>(RadioChannel_1, 2);
+  (void)registerPort<CountingCallback>(RadioChannel_2, 2);
   unsigned char data[] = {0};
   receiveUntilDataTrace([&] { (void)hccDataReceivedCt1(nullptr, data, 1, 2); });
 
@@ -309,14 +329,6 @@ TEST_F(HccdEntryTest, DataTraceComesWithEvery202ndMessageAcrossBothEntries) {
   EXPECT_THAT(traceLines(5), ElementsAre(Line{5, kInvoke, "ct 2: Data: 202"},
                                          Line{5, kInvoke, "ct 2: Data: 255"}));
 }
-
-struct CountingCallback : ITrafHandler::HccdPortCallback {
-  void onHccdDataReceived(unsigned char* /*data*/, unsigned int /*length*/,
-                          const ITrafHandler::HccdPortId& /*portId*/) override {
-    ++count;
-  }
-  int count = 0;
-};
 
 TEST_F(HccdEntryTest, ReceivingBetweenDataTracesAllocatesNothing) {
   auto& callback = registerPort<CountingCallback>(RadioChannel_1, 3);

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "TrafHandlerFixture.h"
+#include "TrafficFixture.h"
 
 namespace {
 
@@ -60,7 +60,7 @@ TEST_F(LifecycleTest, InitializeCreatesOneModuleObjectPerChannel) {
   for (unsigned channel = 1; channel <= 2; ++channel) {
     const auto& event = events[channel - 1];
     EXPECT_EQ(event.kind, ModuleManager::Event::Constructed);
-    EXPECT_EQ(event.moduleId, 118000U + channel);
+    EXPECT_EQ(event.moduleId, testsupport::moduleId(channel));
     EXPECT_EQ(event.name, "TrafHandler");
     EXPECT_EQ(event.instance, channel);
     EXPECT_EQ(event.flags, 0U);
@@ -130,7 +130,7 @@ TEST_F(LifecycleTest, DeinitializeStopsServicesBeforeWithdrawingInterface) {
   EXPECT_FALSE(calls[1].registration);
   EXPECT_FALSE(calls[1].removedWanted);
   EXPECT_THAT(moduleIdsOf(ModuleManager::Event::Destroyed),
-              ElementsAre(118001U, 118002U));
+              ElementsAre(testsupport::moduleId(1), testsupport::moduleId(2)));
   EXPECT_THAT(traceLines(),
               ElementsAre(Line{6, "deinitialize", ""},
                           Line{3, "deinitialize", "Deinitialize needed."},
@@ -143,7 +143,7 @@ TEST_F(LifecycleTest, DeinitializeStopsServicesBeforeWithdrawingInterface) {
                             // `ordered` after it is gone
 }
 
-TEST_F(LifecycleTest, ZeroChannelsStillPublishesAndTracesBothMessages) {
+TEST_F(LifecycleTest, ZeroChannelsStillPublishesAndRegistersNoModule) {
   tarvik::TrafHandler none(static_cast<RadioChannel>(0));
 
   EXPECT_EQ(none.initialize(hccd), 0U);
@@ -154,6 +154,8 @@ TEST_F(LifecycleTest, ZeroChannelsStillPublishesAndTracesBothMessages) {
   EXPECT_THAT(traceLines(3),
               ElementsAre(Line{3, "initialize", "Initialize needed."},
                           Line{3, "initialize", "Initialize done."}));
+  EXPECT_EQ(none.registerPhases(), 0U);
+  EXPECT_THAT(ModuleManager::instance().modules(), IsEmpty());
   none.deinitialize();
 }
 
@@ -165,7 +167,7 @@ TEST_F(LifecycleTest, ChannelCountAboveTwoServesEachChannelOnce) {
   EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Start),
               ElementsAre(0U, 1U));
   EXPECT_THAT(moduleIdsOf(ModuleManager::Event::Constructed),
-              ElementsAre(118001U, 118002U));
+              ElementsAre(testsupport::moduleId(1), testsupport::moduleId(2)));
   EXPECT_THAT(testsupport::traceLines(1),
               ElementsAre(Line{1, "initialize",
                                "Number of channels 3 above 2, serving "
@@ -180,17 +182,8 @@ TEST_F(LifecycleTest, RegisterPhasesRegistersModuleObjectsInChannelOrder) {
 
   const auto modules = ModuleManager::instance().modules();
   ASSERT_EQ(modules.size(), 2U);
-  EXPECT_EQ(modules[0]->moduleId(), 118001U);
-  EXPECT_EQ(modules[1]->moduleId(), 118002U);
-}
-
-TEST_F(LifecycleTest, RegisterPhasesWithZeroChannelsOnlyTracesItsEntry) {
-  tarvik::TrafHandler none(static_cast<RadioChannel>(0));
-
-  EXPECT_EQ(none.registerPhases(), 0U);
-
-  EXPECT_THAT(ModuleManager::instance().modules(), IsEmpty());
-  EXPECT_THAT(traceLines(), ElementsAre(Line{6, "registerPhases", ""}));
+  EXPECT_EQ(modules[0]->moduleId(), testsupport::moduleId(1));
+  EXPECT_EQ(modules[1]->moduleId(), testsupport::moduleId(2));
 }
 
 TEST_F(LifecycleTest, RegisterPhasesBeforeInitializeSkipsMissingModuleObjects) {
@@ -205,48 +198,20 @@ TEST_F(LifecycleTest, RegisterPhasesBeforeInitializeSkipsMissingModuleObjects) {
                        "No module object for channel 2, initialize first"}));
 }
 
-TEST_F(LifecycleTest, PhaseCallbacksReachTheHandlerWithTheirChannel) {
+// Which channel each phase reaches is shown where the phases are tested.
+TEST_F(LifecycleTest, PhaseFailuresReachTheModuleManagerUnchanged) {
   (void)handler->initialize(hccd);
   (void)handler->registerPhases();
-  forgetHistory();
-  ModuleInterface* const module2 = ModuleManager::instance().find(118002);
+  ModuleInterface* const module2 =
+      ModuleManager::instance().find(testsupport::moduleId(2));
   ASSERT_NE(module2, nullptr);
 
-  // No driver of channel 2 exists, so module initialisation fails, and the
-  // failure status reaches the module manager unchanged.
+  // Channel 2 has no drivers: module initialisation and the load fail.
   EXPECT_EQ(ModuleManager::runPhase(*module2, standin::Phase::ModuleInit),
             0x8000U);
-
-  EXPECT_THAT(standin::FakeDriverLayer::instance().requestedNames(),
-              ElementsAre("channel.2.traf.dsp.fec.type"));
-}
-
-TEST_F(LifecycleTest, LoadPhaseCallbacksReachTheHandlerWithTheirChannel) {
-  (void)handler->initialize(hccd);
-  (void)handler->registerPhases();
-  ModuleInterface* const module2 = ModuleManager::instance().find(118002);
-  ASSERT_NE(module2, nullptr);
-  unsigned char byte = 1;
-  forgetHistory();
-
-  EXPECT_EQ(
-      ModuleManager::runPhase(*module2, standin::Phase::PreFrameformatLoad),
-      0U);
-  // Channel 2 is loading now, channel 1 is not.
-  (void)handler->hccdControllerSendMessage(
-      RadioChannel_2, ITrafHandler::HccdPortId_0, &byte, 1);
-  (void)handler->hccdControllerSendMessage(
-      RadioChannel_1, ITrafHandler::HccdPortId_0, &byte, 1);
-  EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Send), ElementsAre(0U));
-  // Channel 2 has no FEC type driver: the failure reaches the module manager
-  // unchanged, and the load is over all the same.
   EXPECT_EQ(
       ModuleManager::runPhase(*module2, standin::Phase::PostFrameformatLoad),
       0x8000U);
-  (void)handler->hccdControllerSendMessage(
-      RadioChannel_2, ITrafHandler::HccdPortId_0, &byte, 1);
-  EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Send),
-              ElementsAre(0U, 1U));
 }
 
 TEST_F(LifecycleTest, ReinitializeKeepsPortsAndXauiDriverButNotChannelDrivers) {
@@ -263,7 +228,7 @@ TEST_F(LifecycleTest, ReinitializeKeepsPortsAndXauiDriverButNotChannelDrivers) {
   ASSERT_EQ(handler->hccdControllerRegisterPort(
                 RadioChannel_1, ITrafHandler::HccdPortId_3, &callback),
             0U);
-  driver("common.traf.dsp.xaui.packet.size").setValue(9000);
+  driver(testsupport::kXaui).setValue(9000);
 
   handler->deinitialize();
   (void)handler->initialize(hccd);
@@ -283,6 +248,48 @@ TEST_F(LifecycleTest, ReinitializeKeepsPortsAndXauiDriverButNotChannelDrivers) {
   EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0U);
 }
 
+// The platform starts afresh: a load marked before `initialize` is over.
+TEST_F(LifecycleTest, InitializeEndsALoadMarkedBeforeIt) {
+  ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1), 0U);
+  (void)handler->initialize(hccd);
+  unsigned char byte = 1;
+
+  EXPECT_EQ(handler->hccdControllerSendMessage(
+                RadioChannel_1, ITrafHandler::HccdPortId_0, &byte, 1),
+            0U);
+
+  EXPECT_EQ(hccd.sendCount(), 1U);
+}
+
+// The HCC-D handler and the XAUI driver stay for the next start; the channel
+// drivers wait for the next module initialisation.
+TEST_F(LifecycleTest, DeinitializeEndsLoadsAndUnbindsTheChannelDrivers) {
+  addDrivers(1);
+  standin::FakeFrameFormat frameFormat(1, 1500);
+  InterfaceBroker::getInstance()->registerInterface("IFrameFormat_1",
+                                                    &frameFormat);
+  (void)handler->initialize(hccd);
+  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_1), 0U);
+  ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1), 0U);
+  handler->deinitialize();
+  forgetHistory();
+  unsigned char byte = 1;
+  unsigned int rate = 0;
+
+  EXPECT_EQ(handler->hccdControllerSendMessage(
+                RadioChannel_1, ITrafHandler::HccdPortId_0, &byte, 1),
+            0U);
+  EXPECT_EQ(hccd.sendCount(), 1U);
+  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, rate, rate), 1U);
+  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0x8000U);
+  EXPECT_THAT(traceLines(1),
+              ElementsAre(Line{1, "rlaGetRatesForTaps", " driver nullptr"},
+                          Line{1, "doOnPhasePostFrameformatLoad",
+                               " FEC type driver interface not found for "
+                               "channel 1"}));
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(rate), 0U);
+}
+
 TEST_F(LifecycleTest, DestroyingInitializedHandlerTearsDownFirst) {
   (void)handler->initialize(hccd);
   forgetHistory();
@@ -294,19 +301,31 @@ TEST_F(LifecycleTest, DestroyingInitializedHandlerTearsDownFirst) {
               ElementsAre(0U, 1U));
   EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
   EXPECT_THAT(moduleIdsOf(ModuleManager::Event::Destroyed),
-              ElementsAre(118001U, 118002U));
+              ElementsAre(testsupport::moduleId(1), testsupport::moduleId(2)));
 }
 
 struct StartStopCase {
-  std::uint32_t channel;
-  std::uint32_t action;
-  std::vector<Line> lines;
-  FakeHccdHandler::Call::Kind kind;
-  std::vector<unsigned> ctIndexes;
+  std::uint32_t channel = 1;
+  std::uint32_t action = 0;
+  const char* text = nullptr;  // level 3; null for no trace
+  FakeHccdHandler::Call::Kind kind = FakeHccdHandler::Call::Start;
+  std::vector<unsigned> ctIndexes;  // of the calls of `kind`
 };
 
 void PrintTo(const StartStopCase& c, std::ostream* out) {
   *out << "channel" << c.channel << "_action" << c.action;
+}
+
+StartStopCase startStop(std::uint32_t channel, std::uint32_t action,
+                        const char* text, std::vector<unsigned> ctIndexes) {
+  return testsupport::row<StartStopCase>([&](StartStopCase& c) {
+    c.channel = channel;
+    c.action = action;
+    c.text = text;
+    c.kind = action == 1 ? FakeHccdHandler::Call::Stop
+                         : FakeHccdHandler::Call::Start;
+    c.ctIndexes = ctIndexes;
+  });
 }
 
 class StartStopTest : public testsupport::TrafHandlerFixture,
@@ -322,40 +341,26 @@ TEST_P(StartStopTest, TracesThenCallsTheHandlerForTheChannelsCt) {
                 static_cast<ITrafHandler::Action>(c.action)),
             0U);
 
-  EXPECT_EQ(traceLines(), c.lines);
+  std::vector<Line> lines;
+  if (c.text != nullptr) {
+    lines.push_back({3, "hccdControllerStartStop", c.text});
+  }
+  EXPECT_EQ(traceLines(), lines);
   EXPECT_EQ(ctIndexesOf(hccd, c.kind), c.ctIndexes);
   EXPECT_EQ(hccd.calls().size(), c.ctIndexes.size());
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Actions, StartStopTest,
-    testing::Values(StartStopCase{1,
-                                  0,
-                                  {{3, "hccdControllerStartStop",
-                                    "Starting HCC-D service for channel 1"}},
-                                  FakeHccdHandler::Call::Start,
-                                  {0}},
-                    StartStopCase{2,
-                                  1,
-                                  {{3, "hccdControllerStartStop",
-                                    "Stopping HCC-D service for channel 2"}},
-                                  FakeHccdHandler::Call::Stop,
-                                  {1}},
-                    // Every channel but 1 is ct 1.
-                    StartStopCase{0,
-                                  0,
-                                  {{3, "hccdControllerStartStop",
-                                    "Starting HCC-D service for channel 0"}},
-                                  FakeHccdHandler::Call::Start,
-                                  {1}},
-                    StartStopCase{
-                        4294967295U,
-                        1,
-                        {{3, "hccdControllerStartStop",
-                          "Stopping HCC-D service for channel 4294967295"}},
-                        FakeHccdHandler::Call::Stop,
-                        {1}},
-                    StartStopCase{1, 2, {}, FakeHccdHandler::Call::Start, {}}));
+    testing::Values(
+        startStop(1, 0, "Starting HCC-D service for channel 1", {0}),
+        startStop(2, 1, "Stopping HCC-D service for channel 2", {1}),
+        // Every channel but 1 is ct 1.
+        startStop(0, 0, "Starting HCC-D service for channel 0", {1}),
+        startStop(4294967295U, 1,
+                  "Stopping HCC-D service for channel 4294967295", {1}),
+        // Neither start nor stop: nothing happens, and 0 all the same.
+        startStop(1, 2, nullptr, {})));
 
 TEST_F(LifecycleTest, StartStopWithLevel3OffMakesTheSameCalls) {
   (void)handler->initialize(hccd);

@@ -21,6 +21,7 @@
 #include "HccdTestSupport.h"
 #include "TrafTrace.h"
 #include "TrafficFixture.h"
+#include "testing/RecordingHccdPortCallback.h"
 
 namespace {
 
@@ -140,7 +141,7 @@ TEST_F(TraceConventionsTest, EveryHeaderNamesTheLineOfItsOwnStatement) {
   // trace and the out-of-line failure traces of receive dispatch.
   (void)handler->registerPhases();
   (void)handler->initialize(hccd);
-  testsupport::RecordingHccdCallback client;
+  trafhandler_testing::RecordingHccdPortCallback client;
   (void)handler->hccdControllerRegisterPort(
       RadioChannel_1, ITrafHandler::HccdPortId_0, &client);
   (void)handler->hccdControllerSendMessage(
@@ -221,6 +222,14 @@ TEST_F(TraceConventionsTest, NumbersStayPlainDecimalUnderAGroupingLocale) {
                   "1000"}));
 }
 
+// Throws on every message; the shipped recorder cannot fail.
+struct ThrowingCallback : ITrafHandler::HccdPortCallback {
+  void onHccdDataReceived(unsigned char* /*data*/, unsigned int /*length*/,
+                          const ITrafHandler::HccdPortId& /*portId*/) override {
+    throw std::runtime_error("client failed");
+  }
+};
+
 // A trace facility that throws, from `isEnabled` or from its log calls.
 class FailingTraceTest : public testsupport::TrafficFixture,
                          public testing::WithParamInterface<bool> {
@@ -229,7 +238,8 @@ class FailingTraceTest : public testsupport::TrafficFixture,
   // result and what the platform and the client saw.
   std::vector<std::uint64_t> everyOperation() {
     std::vector<std::uint64_t> seen;
-    testsupport::RecordingHccdCallback client;
+    trafhandler_testing::RecordingHccdPortCallback client;
+    ThrowingCallback failing;
     unsigned char data[] = {9};
     unsigned int size = 0;
     unsigned int dspRate = 0;
@@ -243,6 +253,8 @@ class FailingTraceTest : public testsupport::TrafficFixture,
         RadioChannel_1, ITrafHandler::HccdPortId_0, &client));
     seen.push_back(handler->hccdControllerRegisterPort(
         RadioChannel_1, ITrafHandler::HccdPortId_0, &client));
+    seen.push_back(handler->hccdControllerRegisterPort(
+        RadioChannel_1, ITrafHandler::HccdPortId_1, &failing));
     seen.push_back(handler->hccdControllerSendMessage(
         RadioChannel_1, ITrafHandler::HccdPortId_6, data, 1));
     seen.push_back(handler->doOnPhasePreFrameformatLoad(RadioChannel_1));
@@ -266,9 +278,8 @@ class FailingTraceTest : public testsupport::TrafficFixture,
     }
     handler->invokeHccdPortCallback(RadioChannel_1, data, 1, 5);
     handler->invokeHccdPortCallback(RadioChannel_2, data, 1, 0);
-    client.action = [] { throw std::runtime_error("client failed"); };
-    handler->invokeHccdPortCallback(RadioChannel_1, data, 1, 0);
-    seen.push_back(client.calls.size());
+    handler->invokeHccdPortCallback(RadioChannel_1, data, 1, 1);
+    seen.push_back(client.messageCount());
     handler->deinitialize();
     seen.push_back(handler->initialize(hccd));
     handler.reset();

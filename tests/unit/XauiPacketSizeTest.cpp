@@ -90,22 +90,4 @@ TEST_F(XauiDriverBindingTest, UnboundDriverFailsWithoutACall) {
           Line{1, "dspIfGetXauiPacketSize", "XauiPacketSizeDriver not bound"}));
 }
 
-TEST_F(XauiDriverBindingTest, NullOperationPointerIsAFailureNeverCalled) {
-  bindChannel(1);
-  CDriver_Interface& record = *driver(kXaui).record();
-  record.write = nullptr;
-  record.read = nullptr;
-  unsigned int size = 77;
-
-  EXPECT_EQ(handler->dspIfSetXauiPacketSize(1500), 1U);
-  EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), 1U);
-
-  EXPECT_EQ(size, 77U);
-  EXPECT_THAT(traceLines(),
-              ElementsAre(Line{1, "dspIfSetXauiPacketSize",
-                               ": Failed to write to XauiPacketSizeDriver"},
-                          Line{1, "dspIfGetXauiPacketSize",
-                               "Failed to read from XauiPacketSizeDriver"}));
-}
-
 }  // namespace
