@@ -698,9 +698,9 @@ std::ostream& operator<<(std::ostream& out, const UnknownException& what) {
 // transport thread, which must reach the thread's start. Flattened: the
 // transport calls it for every message, and only the cold failure paths
 // stay out of line.
-[[gnu::flatten]] int dispatchReceived(RadioChannel channel, unsigned char* data,
-                                      unsigned int length,
-                                      unsigned int portIndex) {
+[[gnu::flatten]] TRAF_RETHROWS_THREAD_UNWINDING int dispatchReceived(
+    RadioChannel channel, unsigned char* data, unsigned int length,
+    unsigned int portIndex) {
   try {
     tarvik::theInstance(RadioChannel_1)
         .invokeHccdPortCallback(channel, data, length, portIndex);
