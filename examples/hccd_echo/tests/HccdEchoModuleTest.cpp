@@ -48,6 +48,7 @@ TEST_F(HccdEchoModuleTest, StartWithoutTrafHandlerInTheRegistryFails) {
   InterfaceBrokerControl::reset();
 
   EXPECT_EQ(module.start(), HccdEchoModule::StartResult::NoTrafHandler);
+  EXPECT_EQ(module.echoPending(), 0U);
 }
 
 TEST_F(HccdEchoModuleTest, StartReportsARefusedPort) {
