@@ -1,18 +1,11 @@
-// Fuzzes sequences of calls on a traffic handler: every ITrafHandler
-// operation, the phases and the lifecycle calls, with any arguments, against
-// stand-in drivers that answer fuzzed statuses and a registry that holds, or
-// not, a frame-format object for each channel (or an interface of another
-// kind, or a null entry). The platform may change between two calls.
-//
-// After each call a model of the handler checks:
-// - a registration is accepted once per (channel, port id) and refused
-//   after that;
-// - a send goes out, or is held back during a frame-format load, exactly as
-//   the load marks say; right after a post-load phase a send on that channel
-//   reaches the HCC-D handler;
-// - out-parameters are untouched when the operation fails;
-// - a failure status comes with exactly one level-1 line when level 1 is on,
-//   and a success with none; nothing is logged when tracing is off.
+// Fuzzes sequences of calls on a traffic handler: the HCC-D, driver and
+// phase operations and the lifecycle, with any arguments, against drivers
+// that answer fuzzed statuses and a registry that holds a frame format, an
+// interface of another kind, a null entry or nothing for each channel. After
+// each call a model of the handler checks the status, the outputs, what
+// reached the HCC-D handler and the port callback, and that a failure leaves
+// exactly one level-1 line (none when level 1 is off) and a success none.
+// The operations whose answer never varies are left to the unit tests.
 #include <algorithm>
 #include <array>
 #include <iterator>
@@ -20,6 +13,7 @@
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "FakeDrivers.h"
 #include "FakeFrameFormat.h"
@@ -33,130 +27,118 @@
 namespace {
 
 using fuzzsupport::kNoPort;
-using HccdPortId = ITrafHandler::HccdPortId;
 using standin::FakeDriver;
 using standin::FakeDriverLayer;
 
-constexpr std::uint32_t kSentinel = 0xC0FFEEU;
+constexpr unsigned int kSentinel = 0xC0FFEEU;
 constexpr std::uint32_t kPhaseFailure = 0x8000;
-// Channels with table entries, and one beyond.
+// Channels 0 to 2 have table entries, and drivers: FEC type, DSP rate and
+// idle rate of each, then the XAUI driver.
 constexpr std::uint32_t kTableChannels = 3;
-constexpr std::uint32_t kFrameFormatChannels = 4;
-constexpr std::size_t kDriversPerChannel =
-    std::size(nodefacts::kChannelDriverSuffixes);
-// Drivers of channels 0, 1 and 2, then the common XAUI driver.
-constexpr std::size_t kXauiDriver = kTableChannels * kDriversPerChannel;
+constexpr std::size_t kXauiDriver =
+    std::size(nodefacts::kChannelDriverSuffixes) * kTableChannels;
 
-FakeDriver& driver(std::size_t index) {
-  return FakeDriverLayer::instance().driver(
-      index == kXauiDriver
-          ? std::string(nodefacts::kXauiPacketSizeDriver)
-          : nodefacts::channelDriver(
-                static_cast<std::uint32_t>(index / kDriversPerChannel),
-                nodefacts::kChannelDriverSuffixes[index % kDriversPerChannel]));
-}
-
-// An interface of another kind, registered where a frame format belongs.
 class ForeignInterface : public IInterface {};
 
 struct Platform {
+  std::vector<FakeDriver*> drivers;
   standin::FakeHccdHandler hccd;
-  std::array<standin::FakeFrameFormat, kFrameFormatChannels> frameFormats{
-      {{0, 0}, {0, 0}, {0, 0}, {0, 0}}};
+  std::array<standin::FakeFrameFormat, kTableChannels> frameFormats{
+      {{0, 0}, {0, 0}, {0, 0}}};
   ForeignInterface foreign;
   trafhandler_testing::RecordingHccdPortCallback callback;
-  // The driver operations as the layer hands them out.
-  CDriver_Interface operations{};
 };
 
+// Lives as long as the process: the driver records handed out stay valid.
 Platform& platform() {
-  // Lives as long as the process: records handed out stay valid.
-  static Platform* const instance = [] {
+  static Platform* const node = [] {
     auto* created = new Platform();
-    for (std::size_t i = 0; i <= kXauiDriver; ++i) {
-      (void)driver(i);
+    FakeDriverLayer& layer = FakeDriverLayer::instance();
+    for (std::uint32_t ch = 0; ch < kTableChannels; ++ch) {
+      for (const char* suffix : nodefacts::kChannelDriverSuffixes) {
+        created->drivers.push_back(
+            &layer.driver(nodefacts::channelDriver(ch, suffix)));
+      }
     }
-    created->operations = *driver(0).record();
+    created->drivers.push_back(&layer.driver(nodefacts::kXauiPacketSizeDriver));
     return created;
   }();
-  return *instance;
+  return *node;
 }
 
-// One input's run: the handler and what it must hold, as far as its
-// callers can tell.
+// One input's handler and what its callers can tell of its state.
 struct Run {
   explicit Run(FuzzedDataProvider& data) : input(data) {}
 
   FuzzedDataProvider& input;
   std::uint32_t threshold = 0;
+  std::uint32_t channelCount = 0;
   std::unique_ptr<tarvik::TrafHandler> handler;
   bool initialized = false;
+  // Set by the first initialisation; deinitialisation keeps it.
   bool hccdHandlerSet = false;
-  std::uint32_t channelCount = 0;
-  std::uint32_t servedChannels = 0;
   std::array<bool, kTableChannels> loading{};
   std::set<std::pair<std::uint32_t, std::uint32_t>> registered;
 
-  std::uint32_t channel() { return fuzzsupport::pickChannel(input); }
+  std::uint32_t port() { return fuzzsupport::pickPort(input); }
 };
 
-// A failure leaves exactly one level-1 line, a success none.
+RadioChannel radio(std::uint32_t ch) { return static_cast<RadioChannel>(ch); }
+
+// A value handed back is the driver's, or 0 from a read that stored nothing.
+bool fromDriver(unsigned int value, std::size_t driver) {
+  return value == 0 || value == platform().drivers[driver]->value();
+}
+
 void checkTrace(const Run& run, bool failed) {
   FUZZ_CHECK(fuzzsupport::failureLines() ==
              (failed && run.threshold >= 1 ? 1U : 0U));
 }
 
 // A phase answers 0 or 0x8000, and always 0x8000 beyond the tables.
-bool checkPhase(std::uint32_t channel, std::uint32_t status) {
-  FUZZ_CHECK(status == 0 || status == kPhaseFailure);
-  FUZZ_CHECK(channel < kTableChannels || status == kPhaseFailure);
+bool checkPhase(std::uint32_t ch, std::uint32_t status) {
+  FUZZ_CHECK(status == kPhaseFailure || (status == 0 && ch < kTableChannels));
   return status != 0;
 }
 
-// Each step makes one call with fuzzed arguments, checks its outcome
-// against the run's model and answers whether the call failed (and so
-// owes one level-1 line).
-bool registerPort(Run& run) {
-  const std::uint32_t ch = run.channel();
-  const std::uint32_t portId = fuzzsupport::pickPort(run.input);
-  const bool nullCallback = run.input.ConsumeIntegralInRange(0, 7) == 0;
+// Each step makes one call, on the channel given where it takes one, with
+// other arguments fuzzed, checks it against the model and answers whether it
+// failed (and so owes one level-1 line).
+bool registerPort(Run& run, std::uint32_t ch) {
+  const std::uint32_t portId = run.port();
+  auto* const callback = run.input.ConsumeIntegralInRange(0, 7) == 0
+                             ? nullptr
+                             : &platform().callback;
   const std::uint32_t status = run.handler->hccdControllerRegisterPort(
-      static_cast<RadioChannel>(ch), static_cast<HccdPortId>(portId),
-      nullCallback ? nullptr : &platform().callback);
-  const bool accepted = run.hccdHandlerSet && !nullCallback && ch <= 2 &&
-                        run.registered.insert({ch, portId}).second;
-  const bool failed = !accepted || fuzzsupport::portIndexOf(portId) == kNoPort;
+      radio(ch), static_cast<ITrafHandler::HccdPortId>(portId), callback);
+  // A port id without port index is refused, yet stays listed.
+  const bool listed = run.hccdHandlerSet && callback != nullptr &&
+                      ch < kTableChannels &&
+                      run.registered.insert({ch, portId}).second;
+  const bool failed = !listed || fuzzsupport::portIndexOf(portId) == kNoPort;
   FUZZ_CHECK(status == (failed ? 1U : 0U));
   return failed;
 }
 
+// During a load a message is dropped with success.
 bool checkedSend(Run& run, std::uint32_t ch, std::uint32_t portId,
                  unsigned char* data, unsigned int length) {
   const std::size_t sentBefore = platform().hccd.sendCount();
   const std::uint32_t status = run.handler->hccdControllerSendMessage(
-      static_cast<RadioChannel>(ch), static_cast<HccdPortId>(portId), data,
-      length);
-  const std::uint32_t portIndex = fuzzsupport::portIndexOf(portId);
-  // During a load the message is dropped with success; an empty message is
-  // handed on as it is.
+      radio(ch), static_cast<ITrafHandler::HccdPortId>(portId), data, length);
+  const bool loading = ch < kTableChannels && run.loading[ch];
   const bool failed =
       ch >= kTableChannels ||
-      (!run.loading[ch] && (portIndex == kNoPort || !run.hccdHandlerSet));
-  const bool sent = !failed && !run.loading[ch];
+      (!loading &&
+       (fuzzsupport::portIndexOf(portId) == kNoPort || !run.hccdHandlerSet));
   FUZZ_CHECK(status == (failed ? 1U : 0U));
-  FUZZ_CHECK(platform().hccd.sendCount() == sentBefore + (sent ? 1 : 0));
-  if (sent) {
-    const auto last = platform().hccd.calls().back();
-    FUZZ_CHECK(last.ctIndex == (ch == 1 ? 0U : 1U));
-    FUZZ_CHECK(last.portIndex == portIndex);
-    FUZZ_CHECK(last.data.size() == (data == nullptr ? 0 : length));
-  }
+  FUZZ_CHECK(platform().hccd.sendCount() ==
+             sentBefore + (failed || loading ? 0 : 1));
   return failed;
 }
 
-bool sendMessage(Run& run) {
-  const std::uint32_t ch = run.channel();
-  const std::uint32_t portId = fuzzsupport::pickPort(run.input);
+bool sendMessage(Run& run, std::uint32_t ch) {
+  const std::uint32_t portId = run.port();
   auto bytes = run.input.ConsumeBytes<unsigned char>(
       run.input.ConsumeIntegralInRange<std::size_t>(0, 16));
   const bool nullData = run.input.ConsumeIntegralInRange(0, 7) == 0;
@@ -164,90 +146,57 @@ bool sendMessage(Run& run) {
                      static_cast<unsigned int>(bytes.size()));
 }
 
-bool startStop(Run& run) {
-  const std::uint32_t ch = run.channel();
+// Only Start and Stop act; without an HCC-D handler they answer 0 all the
+// same, and the failure line says why nothing was started.
+bool startStop(Run& run, std::uint32_t ch) {
   const auto action = run.input.ConsumeIntegralInRange<std::uint32_t>(0, 2);
   const std::size_t callsBefore = platform().hccd.calls().size();
-  const std::uint32_t status = run.handler->hccdControllerStartStop(
-      static_cast<RadioChannel>(ch), static_cast<ITrafHandler::Action>(action));
-  // Only Start and Stop act; without an HCC-D handler they answer 0 all
-  // the same, and the failure line says why nothing was started.
+  FUZZ_CHECK(run.handler->hccdControllerStartStop(
+                 radio(ch), static_cast<ITrafHandler::Action>(action)) == 0);
   const bool acts = action <= 1;
-  FUZZ_CHECK(status == 0);
   FUZZ_CHECK(platform().hccd.calls().size() ==
              callsBefore + (acts && run.hccdHandlerSet ? 1 : 0));
   return acts && !run.hccdHandlerSet;
 }
 
-bool fixedAnswers(Run& run) {
-  const auto ch = static_cast<RadioChannel>(run.channel());
-  bool ais = true;
-  bool rdi = false;
-  bool rdiRemote = true;
-  ITrafHandler& handler = *run.handler;
-  FUZZ_CHECK(handler.mlmGetAisRdi(ch, ais, rdi, rdiRemote) == 2);
-  FUZZ_CHECK(ais && !rdi && rdiRemote);
-  FUZZ_CHECK(handler.mlmSetChannelStatus(ch, ITrafHandler::Start) == 2);
-  FUZZ_CHECK(handler.rliForceUnlockInsertion(ch, run.input.ConsumeBool()) == 2);
-  FUZZ_CHECK(handler.rliResetI2C(ch) == 2);
-  FUZZ_CHECK(handler.getNumberOfNativeRlChannel() == 0);
-  FUZZ_CHECK(handler.isLinkUp(ch));
-  return false;
-}
-
-bool rlaGetRatesForTaps(Run& run) {
-  const std::uint32_t ch = run.channel();
+bool rlaGetRatesForTaps(Run& run, std::uint32_t ch) {
   unsigned int dspRate = kSentinel;
   unsigned int idleRate = kSentinel;
-  const std::uint32_t status = run.handler->rlaGetRatesForTaps(
-      static_cast<RadioChannel>(ch), dspRate, idleRate);
-  FUZZ_CHECK(status <= 1);
-  if (ch >= kTableChannels) {
-    FUZZ_CHECK(status == 1 && dspRate == kSentinel && idleRate == kSentinel);
-    return true;
-  }
-  // A rate is the driver's value, or 0 from a read that stored nothing.
-  const auto fromDriver = [ch](unsigned int rate, std::size_t which) {
-    return rate == 0 || rate == driver(ch * kDriversPerChannel + which).value();
-  };
+  const std::uint32_t status =
+      run.handler->rlaGetRatesForTaps(radio(ch), dspRate, idleRate);
+  const bool served = ch < kTableChannels;
   if (status == 0) {
-    FUZZ_CHECK(fromDriver(dspRate, 1) && fromDriver(idleRate, 2));
-  } else {
-    // The DSP rate is handed back before the idle rate is read.
-    FUZZ_CHECK(dspRate == kSentinel || fromDriver(dspRate, 1));
-    FUZZ_CHECK(idleRate == kSentinel);
+    FUZZ_CHECK(served && fromDriver(dspRate, 3 * ch + 1) &&
+               fromDriver(idleRate, 3 * ch + 2));
+    return false;
   }
-  return status != 0;
+  // The DSP rate is handed back before the idle rate is read.
+  FUZZ_CHECK(status == 1 && idleRate == kSentinel);
+  FUZZ_CHECK(dspRate == kSentinel ||
+             (served && fromDriver(dspRate, 3 * ch + 1)));
+  return true;
 }
 
-bool getXauiPacketSize(Run& run) {
+bool xauiPacketSize(Run& run, std::uint32_t /*channel*/) {
   unsigned int size = kSentinel;
-  const std::uint32_t status = run.handler->dspIfGetXauiPacketSize(size);
+  const std::uint32_t status =
+      run.input.ConsumeBool() ? run.handler->dspIfSetXauiPacketSize(
+                                    run.input.ConsumeIntegral<std::uint32_t>())
+                              : run.handler->dspIfGetXauiPacketSize(size);
   FUZZ_CHECK(status <= 1);
-  FUZZ_CHECK(status == 0 ? size == 0 || size == driver(kXauiDriver).value()
-                         : size == kSentinel);
+  FUZZ_CHECK(size == kSentinel ||
+             (status == 0 && fromDriver(size, kXauiDriver)));
   return status != 0;
 }
 
-bool setXauiPacketSize(Run& run) {
-  const std::uint32_t status = run.handler->dspIfSetXauiPacketSize(
-      run.input.ConsumeIntegral<std::uint32_t>());
-  FUZZ_CHECK(status <= 1);
-  return status != 0;
-}
-
-bool moduleInit(Run& run) {
-  const std::uint32_t ch = run.channel();
-  return checkPhase(ch,
-                    run.handler->doOnModuleInit(static_cast<RadioChannel>(ch)));
+bool moduleInit(Run& run, std::uint32_t ch) {
+  return checkPhase(ch, run.handler->doOnModuleInit(radio(ch)));
 }
 
 // Outside the tables the pre-load phase answers success all the same, with
 // a failure line.
-bool preLoad(Run& run) {
-  const std::uint32_t ch = run.channel();
-  FUZZ_CHECK(run.handler->doOnPhasePreFrameformatLoad(
-                 static_cast<RadioChannel>(ch)) == 0);
+bool preLoad(Run& run, std::uint32_t ch) {
+  FUZZ_CHECK(run.handler->doOnPhasePreFrameformatLoad(radio(ch)) == 0);
   if (ch >= kTableChannels) {
     return true;
   }
@@ -255,144 +204,111 @@ bool preLoad(Run& run) {
   return false;
 }
 
-bool postLoad(Run& run) {
-  const std::uint32_t ch = run.channel();
-  const bool failed = checkPhase(ch, run.handler->doOnPhasePostFrameformatLoad(
-                                         static_cast<RadioChannel>(ch)));
+// Whatever the post-load phase's outcome, sending resumes.
+bool postLoad(Run& run, std::uint32_t ch) {
+  const bool failed =
+      checkPhase(ch, run.handler->doOnPhasePostFrameformatLoad(radio(ch)));
   if (ch >= kTableChannels) {
     return failed;
   }
   checkTrace(run, failed);
-  run.loading[ch] = false;
-  // The load is over whatever the outcome: a send on the channel goes out.
   standin::TraceControl::clearRecords();
+  run.loading[ch] = false;
   unsigned char byte = 0x5A;
   return checkedSend(run, ch, 0, &byte, 1);
 }
 
-bool receive(Run& run) {
-  const std::uint32_t ch = run.channel();
-  const std::uint32_t portIndex = fuzzsupport::pickPort(run.input);
+bool receive(Run& run, std::uint32_t ch) {
+  const std::uint32_t portIndex = run.port();
   unsigned char byte = 0xA5;
-  const std::size_t callsBefore = platform().callback.messageCount();
-  run.handler->invokeHccdPortCallback(static_cast<RadioChannel>(ch), &byte, 1,
-                                      portIndex);
+  const std::size_t before = platform().callback.messageCount();
+  run.handler->invokeHccdPortCallback(radio(ch), &byte, 1, portIndex);
   const std::uint32_t portId = fuzzsupport::portIdOf(portIndex);
   const bool reaches =
       portId != kNoPort && run.registered.count({ch, portId}) != 0;
-  FUZZ_CHECK(platform().callback.messageCount() ==
-             callsBefore + (reaches ? 1 : 0));
+  FUZZ_CHECK(platform().callback.messageCount() == before + (reaches ? 1 : 0));
   return !reaches;
 }
 
-// Loading marks of the served channels start cleared at each (de)init.
-void clearLoading(Run& run) {
-  for (std::uint32_t ch = 1; ch <= run.servedChannels; ++ch) {
-    run.loading[ch] = false;
+// Initialising or deinitialising clears the served channels' load marks; a
+// first initialisation with more than two channels says that it serves two.
+// Doing either twice does nothing.
+bool lifecycle(Run& run, std::uint32_t /*channel*/) {
+  const bool initialize = run.input.ConsumeBool();
+  if (initialize) {
+    FUZZ_CHECK(run.handler->initialize(platform().hccd) == 0);
+  } else {
+    run.handler->deinitialize();
   }
-}
-
-// A first initialisation with more than two channels says that it serves
-// two.
-bool initialize(Run& run) {
-  FUZZ_CHECK(run.handler->initialize(platform().hccd) == 0);
-  if (run.initialized) {
+  if (initialize == run.initialized) {
     return false;
   }
-  run.initialized = true;
-  run.hccdHandlerSet = true;
-  clearLoading(run);
-  return run.channelCount > 2;
-}
-
-bool deinitialize(Run& run) {
-  run.handler->deinitialize();
-  if (run.initialized) {
-    run.initialized = false;
-    clearLoading(run);
+  for (std::uint32_t ch = 1; ch <= std::min(run.channelCount, 2U); ++ch) {
+    run.loading[ch] = false;
   }
-  return false;
+  run.initialized = initialize;
+  run.hccdHandlerSet = run.hccdHandlerSet || initialize;
+  return initialize && run.channelCount > 2;
 }
 
 // Before initialisation there are no module objects: one failure line for
 // each served channel.
-bool registerPhases(Run& run) {
+bool registerPhases(Run& run, std::uint32_t /*channel*/) {
+  const std::uint32_t served = std::min(run.channelCount, 2U);
   FUZZ_CHECK(run.handler->registerPhases() == 0);
-  const std::size_t modules =
-      standin::ModuleManager::instance().modules().size();
-  FUZZ_CHECK(!run.initialized || modules == run.servedChannels);
-  FUZZ_CHECK(fuzzsupport::failureLines() ==
-             (run.initialized || run.threshold == 0 ? 0 : run.servedChannels));
+  FUZZ_CHECK(!run.initialized ||
+             standin::ModuleManager::instance().modules().size() == served);
+  const bool silent = run.initialized || run.threshold == 0;
+  FUZZ_CHECK(fuzzsupport::failureLines() == (silent ? 0U : served));
   standin::TraceControl::clearRecords();
   return false;
 }
 
-bool changeDriver(Run& run) {
+// Any driver may start answering other statuses and values.
+bool changeDriver(Run& run, std::uint32_t /*channel*/) {
   FuzzedDataProvider& input = run.input;
   FakeDriver& target =
-      driver(input.ConsumeIntegralInRange<std::size_t>(0, kXauiDriver));
-  switch (input.ConsumeIntegralInRange(0, 5)) {
-    case 0:
-      target.setWriteStatus(fuzzsupport::pickStatus(input));
-      break;
-    case 1:
-      target.setReadStatus(fuzzsupport::pickStatus(input));
-      break;
-    case 2:
-      target.setReadStores(input.ConsumeBool(), input.ConsumeBool());
-      break;
-    case 3:
-      FakeDriverLayer::instance().setGetInterfaceStatus(
-          target.name(), fuzzsupport::pickStatus(input), input.ConsumeBool());
-      break;
-    case 4:
-      target.setValue(input.ConsumeIntegral<std::uint32_t>());
-      break;
-    default:  // a record that lacks an operation
-      if (input.ConsumeBool()) {
-        target.record()->write = nullptr;
-      } else {
-        target.record()->read = nullptr;
-      }
-      break;
-  }
+      *platform()
+           .drivers[input.ConsumeIntegralInRange<std::size_t>(0, kXauiDriver)];
+  target.setWriteStatus(fuzzsupport::pickStatus(input));
+  target.setReadStatus(fuzzsupport::pickStatus(input));
+  target.setReadStores(input.ConsumeBool(), input.ConsumeBool());
+  target.setValue(input.ConsumeIntegral<std::uint32_t>());
+  FakeDriverLayer::instance().setGetInterfaceStatus(
+      target.name(), fuzzsupport::pickStatus(input), input.ConsumeBool());
   return false;
 }
 
-bool changeFrameFormat(Run& run) {
+bool changeFrameFormat(Run& run, std::uint32_t /*channel*/) {
   FuzzedDataProvider& input = run.input;
-  const auto ch =
-      input.ConsumeIntegralInRange<std::uint32_t>(0, kFrameFormatChannels - 1);
+  const auto ch = input.ConsumeIntegralInRange<std::uint32_t>(0, 2);
   const std::string name = "IFrameFormat_" + std::to_string(ch);
-  InterfaceBroker& registry = *InterfaceBroker::getInstance();
-  (void)registry.unregisterInterface(name, nullptr);
   standin::FakeFrameFormat& frameFormat = platform().frameFormats[ch];
   frameFormat.setFecType(input.ConsumeIntegral<std::int32_t>());
   frameFormat.setXauiPacketSize(input.ConsumeIntegral<std::uint32_t>());
   IInterface* const entries[] = {&frameFormat, &platform().foreign, nullptr};
   const auto pick = input.ConsumeIntegralInRange<std::size_t>(0, 3);
+  (void)InterfaceBroker::getInstance()->unregisterInterface(name, nullptr);
   if (pick < std::size(entries)) {  // else absent
-    (void)registry.registerInterface(name, entries[pick]);
+    (void)InterfaceBroker::getInstance()->registerInterface(name,
+                                                            entries[pick]);
   }
   return false;
 }
 
-// Every input starts from the same platform: drivers that answer success
-// with their operations in place, frame formats on channels 1 and 2, empty
-// logs.
+// Every input starts from the same node: drivers that answer success, frame
+// formats on channels 1 and 2, empty logs.
 void resetPlatform(std::uint32_t threshold) {
-  Platform& stage = platform();
   standin::TraceControl::setThreshold("OVT.TRAF", threshold);
   standin::TraceControl::clearRecords();
   standin::TraceControl::resetCounters();
-  for (std::size_t i = 0; i <= kXauiDriver; ++i) {
-    FakeDriver& target = driver(i);
+  Platform& node = platform();
+  for (std::size_t i = 0; i < node.drivers.size(); ++i) {
+    FakeDriver& target = *node.drivers[i];
     target.setWriteStatus(0);
     target.setReadStatus(0);
     target.setReadStores(true, false);
     target.setValue(static_cast<std::uint32_t>(100 + i));
-    target.record()->write = stage.operations.write;
-    target.record()->read = stage.operations.read;
     target.clearCalls();
     FakeDriverLayer::instance().setGetInterfaceStatus(target.name(), 0);
   }
@@ -400,10 +316,10 @@ void resetPlatform(std::uint32_t threshold) {
   InterfaceBrokerControl::reset();
   for (const std::uint32_t ch : {1U, 2U}) {
     (void)InterfaceBroker::getInstance()->registerInterface(
-        "IFrameFormat_" + std::to_string(ch), &stage.frameFormats[ch]);
+        "IFrameFormat_" + std::to_string(ch), &node.frameFormats[ch]);
   }
-  stage.hccd.clearCalls();
-  stage.callback.clear();
+  node.hccd.clearCalls();
+  node.callback.clear();
   standin::ModuleManager::instance().clearEvents();
 }
 
@@ -411,41 +327,28 @@ void resetPlatform(std::uint32_t threshold) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
-  using Step = bool (*)(Run&);
-  static constexpr Step kSteps[] = {registerPort,
-                                    sendMessage,
-                                    startStop,
-                                    fixedAnswers,
-                                    rlaGetRatesForTaps,
-                                    getXauiPacketSize,
-                                    setXauiPacketSize,
-                                    moduleInit,
-                                    preLoad,
-                                    postLoad,
-                                    receive,
-                                    initialize,
-                                    deinitialize,
-                                    registerPhases,
-                                    changeDriver,
-                                    changeFrameFormat};
+  using Step = bool (*)(Run&, std::uint32_t);
+  static constexpr Step kSteps[] = {
+      registerPort,     sendMessage, startStop,      rlaGetRatesForTaps,
+      xauiPacketSize,   moduleInit,  preLoad,        postLoad,
+      receive,          lifecycle,   registerPhases, changeDriver,
+      changeFrameFormat};
 
   FuzzedDataProvider input(data, size);
-  Run run(input);
+  Run run{input};
   run.threshold = input.ConsumeIntegralInRange<std::uint32_t>(0, 6);
   resetPlatform(run.threshold);
   run.channelCount =
       input.PickValueInArray<std::uint32_t>({0U, 1U, 2U, 3U, 0xFFFFFFFFU});
-  run.servedChannels = std::min(run.channelCount, 2U);
-  run.handler = std::make_unique<tarvik::TrafHandler>(
-      static_cast<RadioChannel>(run.channelCount));
+  run.handler = std::make_unique<tarvik::TrafHandler>(radio(run.channelCount));
   while (input.remaining_bytes() > 0) {
     standin::TraceControl::clearRecords();
-    const bool failed = input.PickValueInArray(kSteps)(run);
-    checkTrace(run, failed);
+    const Step step = input.PickValueInArray(kSteps);
+    checkTrace(run, step(run, fuzzsupport::pickChannel(input)));
   }
   run.handler.reset();
-  if (run.threshold == 0) {
-    FUZZ_CHECK(standin::TraceControl::logCalls("OVT.TRAF") == 0);
-  }
+  // Tracing off: the facility is not even called.
+  FUZZ_CHECK(run.threshold != 0 ||
+             standin::TraceControl::logCalls("OVT.TRAF") == 0);
   return 0;
 }

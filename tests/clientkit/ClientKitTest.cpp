@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "FakeHccdHandler.h"
 #include "InterfaceBroker.h"
@@ -32,85 +33,35 @@ ITrafHandler* lookUpTrafHandler() {
       "ITrafHandler");
 }
 
-class MockTrafHandlerTest : public ::testing::Test {
- protected:
-  MockTrafHandlerTest() {
-    InterfaceBrokerControl::reset();
-    (void)InterfaceBroker::getInstance()->registerInterface("ITrafHandler",
-                                                            &mock);
-  }
-  ~MockTrafHandlerTest() override { InterfaceBrokerControl::reset(); }
-
+// Only an operation with a body in the interface can lack its mock unnoticed
+// by the compiler; each answer here differs from that body's.
+TEST(MockTrafHandlerTest, OperationsWithADefaultBodyReachTheMock) {
+  InterfaceBrokerControl::reset();
   ::testing::StrictMock<MockTrafHandler> mock;
-};
-
-// Each answer differs from the interface's default, so an operation the mock
-// failed to override would answer the default and fail here.
-TEST_F(MockTrafHandlerTest, EveryOperationReachesTheMockThroughTheRegistry) {
+  (void)InterfaceBroker::getInstance()->registerInterface("ITrafHandler",
+                                                          &mock);
   ITrafHandler* const handler = lookUpTrafHandler();
   ASSERT_EQ(handler, &mock);
-  RecordingHccdPortCallback callback;
-  unsigned char byte = 0x5A;
   EXPECT_CALL(mock, registerPhases()).WillOnce(Return(11U));
-  EXPECT_CALL(mock, hccdControllerStartStop(RadioChannel_1, ITrafHandler::Stop))
-      .WillOnce(Return(12U));
-  EXPECT_CALL(mock, hccdControllerSendMessage(
-                        RadioChannel_2, ITrafHandler::HccdPortId_14, &byte, 1U))
-      .WillOnce(Return(13U));
-  EXPECT_CALL(mock, hccdControllerRegisterPort(
-                        RadioChannel_1, ITrafHandler::HccdPortId_3, &callback))
-      .WillOnce(Return(14U));
-  EXPECT_CALL(mock, mlmSetChannelStatus(RadioChannel_2, ITrafHandler::Start))
-      .WillOnce(Return(15U));
-  EXPECT_CALL(mock, mlmGetAisRdi(RadioChannel_1, _, _, _))
-      .WillOnce(
-          DoAll(SetArgReferee<1>(true), SetArgReferee<3>(true), Return(16U)));
-  EXPECT_CALL(mock, rliForceUnlockInsertion(RadioChannel_2, true))
-      .WillOnce(Return(17U));
-  EXPECT_CALL(mock, rliResetI2C(RadioChannel_1)).WillOnce(Return(18U));
-  EXPECT_CALL(mock, getNumberOfNativeRlChannel()).WillOnce(Return(19U));
   EXPECT_CALL(mock, rlaGetRatesForTaps(RadioChannel_2, _, _))
-      .WillOnce(
-          DoAll(SetArgReferee<1>(100U), SetArgReferee<2>(7U), Return(20U)));
+      .WillOnce(DoAll(SetArgReferee<1>(100U), Return(12U)));
   EXPECT_CALL(mock, isLinkUp(RadioChannel_1)).WillOnce(Return(false));
   EXPECT_CALL(mock, dspIfGetXauiPacketSize(_))
-      .WillOnce(DoAll(SetArgReferee<0>(1500U), Return(22U)));
-  EXPECT_CALL(mock, dspIfSetXauiPacketSize(9000U)).WillOnce(Return(23U));
+      .WillOnce(DoAll(SetArgReferee<0>(1500U), Return(13U)));
+  EXPECT_CALL(mock, dspIfSetXauiPacketSize(9000U)).WillOnce(Return(14U));
 
-  bool ais = false;
-  bool rdi = false;
-  bool rdiRemote = false;
   unsigned int dspRate = 0;
   unsigned int idleRate = 0;
-  unsigned int packetSize = 0;
+  unsigned int size = 0;
   EXPECT_EQ(handler->registerPhases(), 11U);
-  EXPECT_EQ(
-      handler->hccdControllerStartStop(RadioChannel_1, ITrafHandler::Stop),
-      12U);
-  EXPECT_EQ(handler->hccdControllerSendMessage(
-                RadioChannel_2, ITrafHandler::HccdPortId_14, &byte, 1U),
-            13U);
-  EXPECT_EQ(handler->hccdControllerRegisterPort(
-                RadioChannel_1, ITrafHandler::HccdPortId_3, &callback),
-            14U);
-  EXPECT_EQ(handler->mlmSetChannelStatus(RadioChannel_2, ITrafHandler::Start),
-            15U);
-  EXPECT_EQ(handler->mlmGetAisRdi(RadioChannel_1, ais, rdi, rdiRemote), 16U);
-  EXPECT_EQ(handler->rliForceUnlockInsertion(RadioChannel_2, true), 17U);
-  EXPECT_EQ(handler->rliResetI2C(RadioChannel_1), 18U);
-  EXPECT_EQ(handler->getNumberOfNativeRlChannel(), 19U);
   EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_2, dspRate, idleRate),
-            20U);
+            12U);
   EXPECT_FALSE(handler->isLinkUp(RadioChannel_1));
-  EXPECT_EQ(handler->dspIfGetXauiPacketSize(packetSize), 22U);
-  EXPECT_EQ(handler->dspIfSetXauiPacketSize(9000U), 23U);
-
-  EXPECT_TRUE(ais);
-  EXPECT_FALSE(rdi);
-  EXPECT_TRUE(rdiRemote);
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), 13U);
+  EXPECT_EQ(handler->dspIfSetXauiPacketSize(9000U), 14U);
   EXPECT_EQ(dspRate, 100U);
-  EXPECT_EQ(idleRate, 7U);
-  EXPECT_EQ(packetSize, 1500U);
+  EXPECT_EQ(size, 1500U);
+  InterfaceBrokerControl::reset();
 }
 
 TEST(RecordingHccdPortCallbackTest, KeepsLengthAndPortIdOfAMessageWithoutData) {
@@ -154,30 +105,30 @@ class ClientKitWithModuleTest : public ::testing::Test {
   std::unique_ptr<trafsim::TrafHandlerModule> module;
 };
 
+// The answers that never vary, the flags `mlmGetAisRdi` leaves included.
+std::vector<std::uint32_t> fixedAnswers(ITrafHandler& handler) {
+  bool ais = true;
+  bool rdi = false;
+  bool rdiRemote = true;
+  return {handler.mlmSetChannelStatus(RadioChannel_2, ITrafHandler::Start),
+          handler.mlmGetAisRdi(RadioChannel_2, ais, rdi, rdiRemote),
+          ais,
+          rdi,
+          rdiRemote,
+          handler.rliForceUnlockInsertion(RadioChannel_2, true),
+          handler.rliResetI2C(RadioChannel_2),
+          handler.getNumberOfNativeRlChannel(),
+          handler.isLinkUp(RadioChannel_2)};
+}
+
 // Client tests rely on an unstubbed mock behaving like the module where the
 // module's answer never varies.
 TEST_F(ClientKitWithModuleTest, UnstubbedMockAnswersAsTheModuleDoes) {
   ASSERT_NE(module, nullptr);
-  ITrafHandler& real = module->getInstance(RadioChannel_2);
   ::testing::NiceMock<MockTrafHandler> mock;
 
-  for (const RadioChannel channel : {RadioChannel_1, RadioChannel_2}) {
-    SCOPED_TRACE(static_cast<unsigned>(channel));
-    EXPECT_EQ(mock.mlmSetChannelStatus(channel, ITrafHandler::Start),
-              real.mlmSetChannelStatus(channel, ITrafHandler::Start));
-    bool mockFlags[3] = {true, false, true};
-    bool realFlags[3] = {true, false, true};
-    EXPECT_EQ(
-        mock.mlmGetAisRdi(channel, mockFlags[0], mockFlags[1], mockFlags[2]),
-        real.mlmGetAisRdi(channel, realFlags[0], realFlags[1], realFlags[2]));
-    EXPECT_THAT(mockFlags, ::testing::ElementsAreArray(realFlags));
-    EXPECT_EQ(mock.rliForceUnlockInsertion(channel, true),
-              real.rliForceUnlockInsertion(channel, true));
-    EXPECT_EQ(mock.rliResetI2C(channel), real.rliResetI2C(channel));
-    EXPECT_EQ(mock.isLinkUp(channel), real.isLinkUp(channel));
-  }
-  EXPECT_EQ(mock.getNumberOfNativeRlChannel(),
-            real.getNumberOfNativeRlChannel());
+  EXPECT_EQ(fixedAnswers(mock),
+            fixedAnswers(module->getInstance(RadioChannel_2)));
 }
 
 TEST_F(ClientKitWithModuleTest,
@@ -196,22 +147,21 @@ TEST_F(ClientKitWithModuleTest,
   // only copies taken during the call survive.
   std::thread transport([this] {
     unsigned char buffer[2] = {};
-    for (unsigned char i = 0; i < 3; ++i) {
+    for (unsigned char i = 0; i < 2; ++i) {
       buffer[0] = i;
       buffer[1] = static_cast<unsigned char>(i + 10);
       (void)hccd.deliver(1U, 4U, buffer, 2U);
     }
     buffer[0] = 0xFF;
   });
-  const bool arrived = recorder.waitForMessages(3U);
+  const bool arrived = recorder.waitForMessages(2U);
   transport.join();
 
   ASSERT_TRUE(arrived);
   const auto port = ITrafHandler::HccdPortId_14;
   EXPECT_THAT(recorder.messages(),
               ElementsAre(ReceivedHccdMessage{{0, 10}, 2U, port},
-                          ReceivedHccdMessage{{1, 11}, 2U, port},
-                          ReceivedHccdMessage{{2, 12}, 2U, port}));
+                          ReceivedHccdMessage{{1, 11}, 2U, port}));
   module->deinitialize();
 }
 

@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <ostream>
-#include <string>
 #include <vector>
 
 #include "HccdEchoModule.h"
@@ -33,22 +31,18 @@ class HccdEchoModuleTest : public ::testing::Test {
   }
   ~HccdEchoModuleTest() override { InterfaceBrokerControl::reset(); }
 
-  // Starts the module, handing back the callback it registered.
-  ITrafHandler::HccdPortCallback* startModule() {
-    ITrafHandler::HccdPortCallback* registered = nullptr;
-    EXPECT_CALL(trafHandler, hccdControllerRegisterPort(kChannel, kPort, _))
-        .WillOnce(DoAll(::testing::SaveArg<2>(&registered), Return(0U)));
-    EXPECT_EQ(module.start(), HccdEchoModule::StartResult::Started);
-    return registered;
+  // Starts the module, checking that it registered itself for its port.
+  void startModule() {
+    EXPECT_CALL(trafHandler,
+                hccdControllerRegisterPort(kChannel, kPort, &module))
+        .WillOnce(Return(0U));
+    ASSERT_EQ(module.start(), HccdEchoModule::StartResult::Started);
   }
 
+  // A strict mock: any call the test does not expect fails it.
   ::testing::StrictMock<trafhandler_testing::MockTrafHandler> trafHandler;
   HccdEchoModule module{kChannel, kPort};
 };
-
-TEST_F(HccdEchoModuleTest, StartRegistersTheModuleForItsPort) {
-  EXPECT_EQ(startModule(), &module);
-}
 
 TEST_F(HccdEchoModuleTest, StartWithoutTrafHandlerInTheRegistryFails) {
   InterfaceBrokerControl::reset();
@@ -65,10 +59,10 @@ TEST_F(HccdEchoModuleTest, StartReportsARefusedPort) {
 }
 
 // The transport reuses its buffer once the callback returns: the echo must
-// carry the bytes as they were during the call.
+// carry the bytes as they were during the call. An empty message has nothing
+// to echo.
 TEST_F(HccdEchoModuleTest, EchoesTheBytesReceivedAfterTheBufferIsReused) {
-  ITrafHandler::HccdPortCallback* const callback = startModule();
-  ASSERT_NE(callback, nullptr);
+  startModule();
   std::vector<std::vector<unsigned char>> sent;
   EXPECT_CALL(trafHandler, hccdControllerSendMessage(kChannel, kPort, _, _))
       .Times(2)
@@ -79,86 +73,57 @@ TEST_F(HccdEchoModuleTest, EchoesTheBytesReceivedAfterTheBufferIsReused) {
       });
 
   unsigned char buffer[3] = {1, 2, 3};
-  callback->onHccdDataReceived(buffer, 3U, kPort);
+  module.onHccdDataReceived(buffer, 3U, kPort);
+  module.onHccdDataReceived(nullptr, 0U, kPort);
   buffer[0] = 9;
-  callback->onHccdDataReceived(buffer, 1U, kPort);
+  module.onHccdDataReceived(buffer, 1U, kPort);
   buffer[0] = 0;
 
   EXPECT_EQ(module.echoPending(), 2U);
   EXPECT_EQ(sent, (std::vector<std::vector<unsigned char>>{{1, 2, 3}, {9}}));
-  EXPECT_EQ(module.echoPending(), 0U);
-}
-
-TEST_F(HccdEchoModuleTest, EmptyMessageIsNotEchoed) {
-  ITrafHandler::HccdPortCallback* const callback = startModule();
-  ASSERT_NE(callback, nullptr);
-
-  callback->onHccdDataReceived(nullptr, 0U, kPort);
-
-  // The strict mock fails the test on any send.
-  EXPECT_EQ(module.echoPending(), 0U);
 }
 
 TEST_F(HccdEchoModuleTest, RefusedEchoIsCountedAndNotRetried) {
-  ITrafHandler::HccdPortCallback* const callback = startModule();
-  ASSERT_NE(callback, nullptr);
+  startModule();
   EXPECT_CALL(trafHandler, hccdControllerSendMessage(kChannel, kPort, _, 1U))
       .WillOnce(Return(1U));
   unsigned char byte = 7;
-  callback->onHccdDataReceived(&byte, 1U, kPort);
+  module.onHccdDataReceived(&byte, 1U, kPort);
 
   EXPECT_EQ(module.echoPending(), 0U);
   EXPECT_EQ(module.echoPending(), 0U);
   EXPECT_EQ(module.failedEchoCount(), 1U);
 }
 
-struct DescribeCase {
-  const char* name;
-  std::uint32_t ratesStatus;
-  std::uint32_t packetSizeStatus;
-  bool linkUp;
-  const char* expected;
-};
-
-// Names the case in test output instead of dumping its bytes.
-void PrintTo(const DescribeCase& describeCase, std::ostream* out) {
-  *out << describeCase.name;
-}
-
-class DescribeChannelTest : public HccdEchoModuleTest,
-                            public ::testing::WithParamInterface<DescribeCase> {
-};
-
-// A failed read may still have written an output: only the status says
+// A failed read may still have written its output: only the status says
 // whether the value is the channel's.
-TEST_P(DescribeChannelTest, ShowsReadValuesAndUnknownForFailedReads) {
-  const DescribeCase& c = GetParam();
-  (void)startModule();
-  ::testing::Mock::VerifyAndClearExpectations(&trafHandler);
-  EXPECT_CALL(trafHandler, rlaGetRatesForTaps(kChannel, _, _))
-      .WillOnce(DoAll(SetArgReferee<1>(100U), SetArgReferee<2>(7U),
-                      Return(c.ratesStatus)));
-  EXPECT_CALL(trafHandler, dspIfGetXauiPacketSize(_))
-      .WillOnce(DoAll(SetArgReferee<0>(1500U), Return(c.packetSizeStatus)));
-  EXPECT_CALL(trafHandler, isLinkUp(kChannel)).WillOnce(Return(c.linkUp));
+TEST_F(HccdEchoModuleTest, DescribesValuesReadAndUnknownForFailedReads) {
+  struct Case {
+    std::uint32_t ratesStatus;
+    std::uint32_t packetSizeStatus;
+    bool linkUp;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {/*ratesStatus=*/0U, /*packetSizeStatus=*/0U, /*linkUp=*/true,
+       "channel 2: link up, DSP rate 100, idle rate 7, XAUI packet size 1500"},
+      {/*ratesStatus=*/1U, /*packetSizeStatus=*/0U, /*linkUp=*/true,
+       "channel 2: link up, DSP rate unknown, idle rate unknown, XAUI packet "
+       "size 1500"},
+      {/*ratesStatus=*/0U, /*packetSizeStatus=*/1U, /*linkUp=*/false,
+       "channel 2: link down, DSP rate 100, idle rate 7, XAUI packet size "
+       "unknown"}};
+  startModule();
+  for (const Case& c : cases) {
+    EXPECT_CALL(trafHandler, rlaGetRatesForTaps(kChannel, _, _))
+        .WillOnce(DoAll(SetArgReferee<1>(100U), SetArgReferee<2>(7U),
+                        Return(c.ratesStatus)));
+    EXPECT_CALL(trafHandler, dspIfGetXauiPacketSize(_))
+        .WillOnce(DoAll(SetArgReferee<0>(1500U), Return(c.packetSizeStatus)));
+    EXPECT_CALL(trafHandler, isLinkUp(kChannel)).WillOnce(Return(c.linkUp));
 
-  EXPECT_EQ(module.describeChannel(), c.expected);
+    EXPECT_EQ(module.describeChannel(), c.expected);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Reads, DescribeChannelTest,
-    ::testing::Values(
-        DescribeCase{"AllRead", 0U, 0U, true,
-                     "channel 2: link up, DSP rate 100, idle rate 7, XAUI "
-                     "packet size 1500"},
-        DescribeCase{"RatesFailed", 1U, 0U, true,
-                     "channel 2: link up, DSP rate unknown, idle rate "
-                     "unknown, XAUI packet size 1500"},
-        DescribeCase{"PacketSizeFailedLinkDown", 0U, 1U, false,
-                     "channel 2: link down, DSP rate 100, idle rate 7, XAUI "
-                     "packet size unknown"}),
-    [](const ::testing::TestParamInfo<DescribeCase>& info) {
-      return std::string(info.param.name);
-    });
 
 }  // namespace
