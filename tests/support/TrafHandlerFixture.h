@@ -5,13 +5,18 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "FakeDrivers.h"
 #include "FakeFrameFormat.h"
 #include "FakeHccdHandler.h"
+#include "ITrafHandler.h"
 #include "InterfaceBrokerControl.h"
 #include "ModuleManager.h"
 #include "NodeFacts.h"
@@ -64,6 +69,64 @@ inline std::vector<Line> traceLines(unsigned level) {
 using nodefacts::channelDriver;
 constexpr const char* kFecType = nodefacts::kFecTypeSuffix;
 constexpr const char* kXaui = nodefacts::kXauiPacketSizeDriver;
+
+// A channel or a port id of any value, valid or not.
+inline RadioChannel channel(std::uint32_t value) {
+  return static_cast<RadioChannel>(value);
+}
+inline ITrafHandler::HccdPortId portId(std::uint32_t id) {
+  return static_cast<ITrafHandler::HccdPortId>(id);
+}
+
+using nodefacts::kNoPort;
+
+// One row of a port numbering table: `from` maps to `to` (or `kNoPort`).
+struct PortRow {
+  std::uint32_t from;
+  std::uint32_t to;
+};
+
+inline void PrintTo(const PortRow& row, std::ostream* out) {
+  *out << row.from << "_to_" << row.to;
+}
+
+// The rows of `table`, and one row beyond them that maps to `kNoPort`.
+template <std::size_t N>
+std::vector<PortRow> portRows(const std::uint32_t (&table)[N]) {
+  std::vector<PortRow> rows;
+  for (std::uint32_t from = 0; from < N; ++from) {
+    rows.push_back({from, table[from]});
+  }
+  rows.push_back({N, kNoPort});
+  return rows;
+}
+
+// The ct indexes of the calls of `kind` that `hccd` received, oldest first.
+inline std::vector<unsigned> ctIndexesOf(
+    const standin::FakeHccdHandler& hccd,
+    standin::FakeHccdHandler::Call::Kind kind) {
+  std::vector<unsigned> ctIndexes;
+  for (const auto& call : hccd.calls()) {
+    if (call.kind == kind) {
+      ctIndexes.push_back(call.ctIndex);
+    }
+  }
+  return ctIndexes;
+}
+
+// A client callback that fails the way a test asks; the shipped recorder
+// cannot fail.
+struct FailingCallback : ITrafHandler::HccdPortCallback {
+  explicit FailingCallback(std::function<void()> failure)
+      : fail(std::move(failure)) {}
+  void onHccdDataReceived(unsigned char* /*data*/, unsigned int /*length*/,
+                          const ITrafHandler::HccdPortId& /*portId*/) override {
+    ++calls;
+    fail();
+  }
+  std::function<void()> fail;
+  int calls = 0;
+};
 
 // A table row with its columns set by name: `edit` sets those that differ
 // from the row type's defaults.

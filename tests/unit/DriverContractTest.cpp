@@ -19,6 +19,9 @@ struct StatusCase {
 
 void PrintTo(const StatusCase& c, std::ostream* out) { *out << c.status; }
 
+StatusCase succeeds(std::int32_t status) { return {status, true}; }
+StatusCase fails(std::int32_t status) { return {status, false}; }
+
 class DriverStatusTest : public testsupport::TrafficFixture,
                          public testing::WithParamInterface<StatusCase> {};
 
@@ -40,12 +43,12 @@ TEST_P(DriverStatusTest, EveryDriverCallAppliesTheStatusRule) {
   EXPECT_EQ(handler->doOnModuleInit(RadioChannel_2), c.success ? 0U : 0x8000U);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Statuses, DriverStatusTest,
-    testing::Values(StatusCase{0, true}, StatusCase{32767, true},
-                    StatusCase{32768, false}, StatusCase{65535, false},
-                    StatusCase{65536, false}, StatusCase{-1, true},
-                    StatusCase{INT32_MIN, true}, StatusCase{INT32_MAX, false}));
+INSTANTIATE_TEST_SUITE_P(Statuses, DriverStatusTest,
+                         testing::Values(succeeds(0), succeeds(32767),
+                                         fails(32768), fails(65535),
+                                         fails(65536), succeeds(-1),
+                                         succeeds(INT32_MIN),
+                                         fails(INT32_MAX)));
 
 TEST(DriverAccessTest, MissingOperationAnswersFailureWithoutACall) {
   CDriver_Interface record{nullptr, nullptr, nullptr, nullptr};

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 
 #include "TrafficFixture.h"
@@ -35,13 +36,7 @@ class FrameFormatLoadTest : public testsupport::TrafficFixture {
   }
 
   std::vector<unsigned> sentCtIndexes() const {
-    std::vector<unsigned> ctIndexes;
-    for (const auto& call : hccd.calls()) {
-      if (call.kind == standin::FakeHccdHandler::Call::Send) {
-        ctIndexes.push_back(call.ctIndex);
-      }
-    }
-    return ctIndexes;
+    return testsupport::ctIndexesOf(hccd, standin::FakeHccdHandler::Call::Send);
   }
 };
 
@@ -106,11 +101,11 @@ TEST_F(FrameFormatLoadTest, LoadMarkOfAChannelOutsideTheTablesIsIgnored) {
   EXPECT_THAT(sentCtIndexes(), ElementsAre(0U, 1U));
 }
 
+// A loaded frame format's values, and the word the FEC type driver gets.
 struct ValuesCase {
-  std::int32_t fecType;
-  std::uint32_t xauiPacketSize;
-  std::uint32_t fecTypeWord;  // what the FEC type driver receives
-  std::string confirmation;   // level 4
+  std::int32_t fecType = 5;
+  std::uint32_t xauiPacketSize = 1500;
+  std::uint32_t fecTypeWord = 5;
 };
 
 void PrintTo(const ValuesCase& c, std::ostream* out) { *out << c.fecType; }
@@ -128,59 +123,83 @@ TEST_P(LoadedValuesTest, ReachTheDriversUnchangedAndAreConfirmed) {
 
   EXPECT_THAT(writtenValues(kFec1), ElementsAre(c.fecTypeWord));
   EXPECT_THAT(writtenValues(kXaui), ElementsAre(c.xauiPacketSize));
-  EXPECT_THAT(traceLines(), ElementsAre(Line{6, kPostLoad, ""},
-                                        Line{4, kPostLoad, c.confirmation}));
+  EXPECT_THAT(
+      traceLines(),
+      ElementsAre(Line{6, kPostLoad, ""},
+                  Line{4, kPostLoad,
+                       "FEC type is set to " + std::to_string(c.fecType) +
+                           " and early warning threshold updated"}));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     FecTypes, LoadedValuesTest,
-    testing::Values(
-        ValuesCase{5, 1500, 5,
-                   "FEC type is set to 5 and early warning threshold updated"},
-        ValuesCase{-7, 0, 0xFFFFFFF9U,
-                   "FEC type is set to -7 and early warning threshold "
-                   "updated"},
-        ValuesCase{INT32_MIN, 0xFFFFFFFFU, 0x80000000U,
-                   "FEC type is set to -2147483648 and early warning "
-                   "threshold updated"}));
+    testing::Values(ValuesCase{},
+                    testsupport::row<ValuesCase>([](ValuesCase& c) {
+                      c.fecType = -7;
+                      c.xauiPacketSize = 0;
+                      c.fecTypeWord = 0xFFFFFFF9U;
+                    }),
+                    testsupport::row<ValuesCase>([](ValuesCase& c) {
+                      c.fecType = INT32_MIN;
+                      c.xauiPacketSize = 0xFFFFFFFFU;
+                      c.fecTypeWord = 0x80000000U;
+                    })));
 
 // What module initialisation left unbound for channel 1.
 enum class Missing { Nothing, FecTypeDriver, FrameFormat, XauiDriver };
 
+// A load phase that fails answers 0x8000 and traces `failure` at level 1.
 struct LoadCase {
-  const char* label;
-  Missing missing;
-  std::int32_t fecWriteStatus;
-  std::int32_t xauiWriteStatus;
-  std::uint32_t result;
-  std::vector<Line> lines;  // after the entry line
-  std::size_t fecWrites;
-  std::size_t xauiWrites;
+  const char* label = "Success";
+  Missing missing = Missing::Nothing;
+  std::int32_t fecWriteStatus = 0;
+  std::int32_t xauiWriteStatus = 0;
+  bool confirmed = true;  // the level 4 line on the FEC type
+  const char* failure = nullptr;
+  std::size_t writes = 2;  // of the FEC type, then of the XAUI packet size
 };
 
 void PrintTo(const LoadCase& c, std::ostream* out) { *out << c.label; }
 
-// clang-format off
 std::vector<LoadCase> loadCases() {
-  const Line confirmed{4, kPostLoad,
-                       "FEC type is set to 5 and early warning threshold updated"};
+  using testsupport::row;
   return {
-    {"Success", Missing::Nothing, 0, 0, 0, {confirmed}, 1, 1},
-    {"StatusesBelow32768Succeed", Missing::Nothing, 32767, -1, 0, {confirmed}, 1, 1},
-    {"FecTypeDriverUnbound", Missing::FecTypeDriver, 0, 0, 0x8000,
-     {{1, kPostLoad, " FEC type driver interface not found for channel 1"}}, 0, 0},
-    {"FrameFormatMissing", Missing::FrameFormat, 0, 0, 0x8000,
-     {{1, kPostLoad, " Frame format interface not found for channel 1"}}, 0, 0},
-    {"FecTypeWriteFails", Missing::Nothing, 32768, 0, 0x8000,
-     {{1, kPostLoad, " Failed to write FEC type to driver for channel 1"}}, 1, 0},
-    // The FEC type stays written: there is no rollback.
-    {"XauiDriverUnbound", Missing::XauiDriver, 0, 0, 0x8000,
-     {confirmed, {1, kPostLoad, " XAUI Packet size driver interface not found"}}, 1, 0},
-    {"XauiWriteFails", Missing::Nothing, 0, 32768, 0x8000,
-     {confirmed, {1, kPostLoad, " Failed to write XAUI packet size to driver"}}, 1, 1},
+      LoadCase{},
+      row<LoadCase>([](LoadCase& c) {
+        c.label = "FecTypeDriverUnbound";
+        c.missing = Missing::FecTypeDriver;
+        c.confirmed = false;
+        c.failure = " FEC type driver interface not found for channel 1";
+        c.writes = 0;
+      }),
+      row<LoadCase>([](LoadCase& c) {
+        c.label = "FrameFormatMissing";
+        c.missing = Missing::FrameFormat;
+        c.confirmed = false;
+        c.failure = " Frame format interface not found for channel 1";
+        c.writes = 0;
+      }),
+      row<LoadCase>([](LoadCase& c) {
+        c.label = "FecTypeWriteFails";
+        c.fecWriteStatus = 32768;
+        c.confirmed = false;
+        c.failure = " Failed to write FEC type to driver for channel 1";
+        c.writes = 1;
+      }),
+      // The FEC type stays written: there is no rollback.
+      row<LoadCase>([](LoadCase& c) {
+        c.label = "XauiDriverUnbound";
+        c.missing = Missing::XauiDriver;
+        c.failure = " XAUI Packet size driver interface not found";
+        c.writes = 1;
+      }),
+      row<LoadCase>([](LoadCase& c) {
+        c.label = "XauiWriteFails";
+        c.xauiWriteStatus = 32768;
+        c.failure = " Failed to write XAUI packet size to driver";
+      }),
   };
 }
-// clang-format on
 
 // How the phase is reached: with level 1 on or off, after a pre-load phase
 // or without one.
@@ -216,18 +235,23 @@ TEST_P(PostLoadTest, ClearsTheFlagThenWritesUntilTheFirstFailure) {
   }
   forgetHistory();
 
-  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), c.result);
+  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
+            c.failure != nullptr ? 0x8000U : 0U);
 
   std::vector<Line> expected{{6, kPostLoad, ""}};
-  for (const Line& line : c.lines) {
-    if (v.levelOne || line.level != 1) {
-      expected.push_back(line);
-    }
+  if (c.confirmed) {
+    expected.push_back({4, kPostLoad,
+                        "FEC type is set to 5 and early warning threshold "
+                        "updated"});
+  }
+  if (c.failure != nullptr && v.levelOne) {
+    expected.push_back({1, kPostLoad, c.failure});
   }
   EXPECT_EQ(traceLines(), expected);
-  EXPECT_EQ(writtenValues(kFec1), std::vector<std::uint32_t>(c.fecWrites, 5));
+  EXPECT_EQ(writtenValues(kFec1),
+            std::vector<std::uint32_t>(std::min<std::size_t>(c.writes, 1), 5));
   EXPECT_EQ(writtenValues(kXaui),
-            std::vector<std::uint32_t>(c.xauiWrites, 1500));
+            std::vector<std::uint32_t>(c.writes / 2, 1500));
   // Whatever failed, the load is over for the senders.
   EXPECT_EQ(send(RadioChannel_1), 0U);
   EXPECT_THAT(sentCtIndexes(), ElementsAre(0U));

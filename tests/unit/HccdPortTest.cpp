@@ -4,7 +4,6 @@
 
 #include <string>
 
-#include "HccdTestSupport.h"
 #include "TrafHandlerFixture.h"
 #include "testing/RecordingHccdPortCallback.h"
 
@@ -17,6 +16,7 @@ using testsupport::kNoPort;
 using testsupport::Line;
 using testsupport::portId;
 using testsupport::PortRow;
+using testsupport::portRows;
 using testsupport::traceLines;
 
 using Call = FakeHccdHandler::Call;
@@ -118,76 +118,9 @@ TEST_P(RegisterPortTableTest, BindsTheTablesPortIndexToTheChannelsEntry) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(PortIds, RegisterPortTableTest,
-                         testing::ValuesIn(testsupport::portIdToIndexTable()));
-
-TEST_F(HccdPortTest, SamePortIsADuplicateOnlyOnTheSameChannel) {
-  EXPECT_EQ(registerPort(1, 5), 0U);
-  EXPECT_EQ(registerPort(2, 5), 0U);
-  EXPECT_EQ(registerPort(1, 7), 0U);
-  forgetHistory();
-
-  EXPECT_EQ(registerPort(1, 5), 1U);
-
-  EXPECT_THAT(hccd.calls(), IsEmpty());
-  EXPECT_THAT(traceLines(1),
-              ElementsAre(Line{1, kRegister, refusedText(1, 5)}));
-  EXPECT_THAT(registrations(), ElementsAre(std::make_tuple(1U, 5U, &callback),
-                                           std::make_tuple(2U, 5U, &callback),
-                                           std::make_tuple(1U, 7U, &callback)));
-}
-
-TEST_F(HccdPortTest, ChannelAboveTwoIsRefusedAndNotListed) {
-  EXPECT_EQ(registerPort(3, 0), 1U);
-  EXPECT_EQ(registerPort(4294967295U, 0), 1U);
-
-  EXPECT_THAT(traceLines(1),
-              ElementsAre(Line{1, kRegister, refusedText(3, 0)},
-                          Line{1, kRegister, refusedText(4294967295U, 0)}));
-  EXPECT_THAT(registrations(), IsEmpty());
-  EXPECT_THAT(hccd.calls(), IsEmpty());
-}
-
-TEST_F(HccdPortTest, NullCallbackIsRefusedAndNotListed) {
-  EXPECT_EQ(
-      handler->hccdControllerRegisterPort(RadioChannel_1, portId(0), nullptr),
-      1U);
-
-  EXPECT_THAT(registrations(), IsEmpty());
-  EXPECT_THAT(hccd.calls(), IsEmpty());
-  EXPECT_THAT(
-      traceLines(1),
-      ElementsAre(
-          Line{1, kRegister, "ct 1: PortId 0 not registered, null callback"}));
-}
-
-TEST_F(HccdPortTest, RegisterBeforeInitializeIsRefusedAndNotListed) {
-  tarvik::TrafHandler fresh(RadioChannel_2);
-
-  EXPECT_EQ(
-      fresh.hccdControllerRegisterPort(RadioChannel_2, portId(3), &callback),
-      1U);
-
-  EXPECT_THAT(fresh.hccdPortRegistrations(), IsEmpty());
-  EXPECT_THAT(traceLines(1),
-              ElementsAre(Line{1, kRegister,
-                               "ct 2: PortId 3 not registered, no HCC-D "
-                               "handler, initialize first"}));
-}
-
-TEST_F(HccdPortTest, TracingOffGivesTheSameResultsAndList) {
-  standin::TraceControl::setThreshold(testsupport::kTraceObject, 0);
-
-  EXPECT_EQ(registerPort(1, 0), 0U);
-  EXPECT_EQ(registerPort(1, 0), 1U);
-  EXPECT_EQ(registerPort(3, 1), 1U);
-  EXPECT_EQ(registerPort(2, 6), 1U);
-
-  EXPECT_THAT(registrations(), ElementsAre(std::make_tuple(1U, 0U, &callback),
-                                           std::make_tuple(2U, 6U, &callback)));
-  EXPECT_EQ(hccd.calls().size(), 1U);
-  EXPECT_EQ(standin::TraceControl::logCalls(testsupport::kTraceObject), 0U);
-}
+INSTANTIATE_TEST_SUITE_P(
+    PortIds, RegisterPortTableTest,
+    testing::ValuesIn(portRows(nodefacts::kPortIndexOfPortId)));
 
 class SendTableTest : public HccdPortTest,
                       public testing::WithParamInterface<PortRow> {};
@@ -229,8 +162,9 @@ TEST_P(SendTableTest, SendsOnTheTablesPortIndexOfTheChannelsCt) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(PortIds, SendTableTest,
-                         testing::ValuesIn(testsupport::portIdToIndexTable()));
+INSTANTIATE_TEST_SUITE_P(
+    PortIds, SendTableTest,
+    testing::ValuesIn(portRows(nodefacts::kPortIndexOfPortId)));
 
 // The bytes and their length are the caller's and the HCC-D handler's
 // business: an empty message goes out like any other.
@@ -282,59 +216,110 @@ TEST_F(HccdPortTest, SendDuringLoadIsDroppedSilentlyOnThatChannelOnly) {
   EXPECT_EQ(hccd.sendCount(), 2U);
 }
 
-// A send that is refused; `initialized` false leaves the handler without its
-// HCC-D handler.
-struct RefusedSend {
+// An operation that is refused: it answers 1, traces its text and calls and
+// lists nothing. `initialized` false leaves the handler without its HCC-D
+// handler; else ports 5 and 7 of channel 1 and port 5 of channel 2 are
+// registered before.
+struct Refused {
   const char* name = "";
+  bool send = false;  // else a registration
   std::uint32_t channel = 1;
-  std::uint32_t port = 4;
+  std::uint32_t port = 5;
   unsigned int length = 2;
+  bool nullCallback = false;
   bool initialized = true;
-  const char* text = "";
+  std::string text;
 };
 
-void PrintTo(const RefusedSend& c, std::ostream* out) { *out << c.name; }
+void PrintTo(const Refused& c, std::ostream* out) { *out << c.name; }
 
-class RefusedSendTest : public testsupport::TrafHandlerFixture,
-                        public testing::WithParamInterface<RefusedSend> {};
+class RefusedTest : public HccdPortTest,
+                    public testing::WithParamInterface<Refused> {};
 
-TEST_P(RefusedSendTest, FailsWithItsTextAndSendsNothing) {
-  const RefusedSend& c = GetParam();
+TEST_P(RefusedTest, FailsWithItsTextAndCallsAndListsNothing) {
+  const Refused& c = GetParam();
   if (c.initialized) {
-    (void)handler->initialize(hccd);
+    // The same port on another channel is no duplicate.
+    ASSERT_EQ(registerPort(1, 5), 0U);
+    ASSERT_EQ(registerPort(2, 5), 0U);
+    ASSERT_EQ(registerPort(1, 7), 0U);
+  } else {
+    handler = std::make_unique<tarvik::TrafHandler>(RadioChannel_2);
   }
+  const auto before = registrations();
   forgetHistory();
   unsigned char data[] = {1, 2};
 
-  EXPECT_EQ(handler->hccdControllerSendMessage(testsupport::channel(c.channel),
-                                               portId(c.port), data, c.length),
+  EXPECT_EQ(c.send ? handler->hccdControllerSendMessage(
+                         testsupport::channel(c.channel), portId(c.port), data,
+                         c.length)
+                   : handler->hccdControllerRegisterPort(
+                         testsupport::channel(c.channel), portId(c.port),
+                         c.nullCallback ? nullptr : &callback),
             1U);
 
+  EXPECT_EQ(registrations(), before);
   EXPECT_THAT(hccd.calls(), IsEmpty());
-  EXPECT_THAT(traceLines(), ElementsAre(Line{1, kSend, c.text}));
+  EXPECT_THAT(traceLines(1),
+              ElementsAre(Line{1, c.send ? kSend : kRegister, c.text}));
 }
 
-std::vector<RefusedSend> refusedSends() {
-  std::vector<RefusedSend> rows(3);
-  // Outside the load flags: refused before any flag is read.
-  rows[0].name = "ChannelAboveTwo";
-  rows[0].channel = 3;
-  rows[0].text = "ct 3: channel not allowed for portId 4";
-  // An empty message changes nothing about the port lookup.
-  rows[1].name = "LengthZeroOnPortWithoutIndex";
-  rows[1].channel = 2;
-  rows[1].port = 6;
-  rows[1].length = 0;
-  rows[1].text = "ct 2: unknown port index for portId 6";
-  rows[2].name = "BeforeInitialize";
-  rows[2].initialized = false;
-  rows[2].text = "ct 1: no HCC-D handler, message for portId 4 not sent";
-  return rows;
+std::vector<Refused> refused() {
+  using testsupport::row;
+  return {
+      row<Refused>([](Refused& c) {
+        c.name = "RegisterSamePortOnTheSameChannel";
+        c.text = refusedText(1, 5);
+      }),
+      row<Refused>([](Refused& c) {
+        c.name = "RegisterOnChannelThree";
+        c.channel = 3;
+        c.text = refusedText(3, 5);
+      }),
+      row<Refused>([](Refused& c) {
+        c.name = "RegisterOnChannelMax";
+        c.channel = 4294967295U;
+        c.text = refusedText(4294967295U, 5);
+      }),
+      row<Refused>([](Refused& c) {
+        c.name = "RegisterNullCallback";
+        c.nullCallback = true;
+        c.text = "ct 1: PortId 5 not registered, null callback";
+      }),
+      row<Refused>([](Refused& c) {
+        c.name = "RegisterBeforeInitialize";
+        c.initialized = false;
+        c.text =
+            "ct 1: PortId 5 not registered, no HCC-D handler, "
+            "initialize first";
+      }),
+      // Outside the load flags: refused before any flag is read.
+      row<Refused>([](Refused& c) {
+        c.name = "SendOnChannelThree";
+        c.send = true;
+        c.channel = 3;
+        c.text = "ct 3: channel not allowed for portId 5";
+      }),
+      // An empty message changes nothing about the port lookup.
+      row<Refused>([](Refused& c) {
+        c.name = "SendLengthZeroOnPortWithoutIndex";
+        c.send = true;
+        c.channel = 2;
+        c.port = 6;
+        c.length = 0;
+        c.text = "ct 2: unknown port index for portId 6";
+      }),
+      row<Refused>([](Refused& c) {
+        c.name = "SendBeforeInitialize";
+        c.send = true;
+        c.initialized = false;
+        c.text = "ct 1: no HCC-D handler, message for portId 5 not sent";
+      }),
+  };
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, RefusedSendTest,
-                         testing::ValuesIn(refusedSends()),
-                         [](const testing::TestParamInfo<RefusedSend>& param) {
+INSTANTIATE_TEST_SUITE_P(Cases, RefusedTest, testing::ValuesIn(refused()),
+                         [](const testing::TestParamInfo<Refused>& param) {
                            return std::string(param.param.name);
                          });
 

@@ -11,7 +11,6 @@
 #include <utility>
 
 #include "AllocationCounter.h"
-#include "HccdTestSupport.h"
 #include "TrafHandlerFixture.h"
 #include "testing/RecordingHccdPortCallback.h"
 
@@ -19,6 +18,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testsupport::FailingCallback;
 using testsupport::kNoPort;
 using testsupport::Line;
 using testsupport::portId;
@@ -44,19 +44,6 @@ void receiveUntilDataTrace(const std::function<void()>& receive) {
   ASSERT_THAT(traceLines(5), testing::SizeIs(1));
   standin::TraceControl::clearRecords();
 }
-
-// Fails the way a test asks. The shipped recorder cannot fail.
-struct FailingCallback : ITrafHandler::HccdPortCallback {
-  explicit FailingCallback(std::function<void()> failure)
-      : fail(std::move(failure)) {}
-  void onHccdDataReceived(unsigned char* /*data*/, unsigned int /*length*/,
-                          const ITrafHandler::HccdPortId& /*portId*/) override {
-    ++calls;
-    fail();
-  }
-  std::function<void()> fail;
-  int calls = 0;
-};
 
 // Counts without allocating, for the allocation tests: the shipped recorder
 // copies every message.
@@ -118,8 +105,9 @@ TEST_P(ReceiveTableTest, CallsTheCallbackOfTheIndexsPortIdWithTheSameData) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(PortIndexes, ReceiveTableTest,
-                         testing::ValuesIn(testsupport::portIndexToIdTable()));
+INSTANTIATE_TEST_SUITE_P(
+    PortIndexes, ReceiveTableTest,
+    testing::ValuesIn(testsupport::portRows(nodefacts::kPortIdOfPortIndex)));
 
 // Port id 14 is registered on channel 2 only; no channel but 1 and 2 has a
 // dispatch table entry.

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "TrafficFixture.h"
+#include "testing/RecordingHccdPortCallback.h"
 
 namespace {
 
@@ -11,19 +12,9 @@ using standin::FakeHccdHandler;
 using standin::ModuleManager;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testsupport::ctIndexesOf;
 using testsupport::Line;
 using testsupport::traceLines;
-
-std::vector<unsigned> ctIndexesOf(const FakeHccdHandler& hccd,
-                                  FakeHccdHandler::Call::Kind kind) {
-  std::vector<unsigned> ctIndexes;
-  for (const auto& call : hccd.calls()) {
-    if (call.kind == kind) {
-      ctIndexes.push_back(call.ctIndex);
-    }
-  }
-  return ctIndexes;
-}
 
 std::vector<unsigned> moduleIdsOf(ModuleManager::Event::Kind kind) {
   std::vector<unsigned> ids;
@@ -35,7 +26,7 @@ std::vector<unsigned> moduleIdsOf(ModuleManager::Event::Kind kind) {
   return ids;
 }
 
-class LifecycleTest : public testsupport::TrafHandlerFixture {};
+class LifecycleTest : public testsupport::TrafficFixture {};
 
 TEST_F(LifecycleTest, InitializeStartsEveryServedChannelBetweenItsTwoMessages) {
   EXPECT_EQ(handler->initialize(hccd), 0U);
@@ -215,16 +206,9 @@ TEST_F(LifecycleTest, PhaseFailuresReachTheModuleManagerUnchanged) {
 }
 
 TEST_F(LifecycleTest, ReinitializeKeepsPortsAndXauiDriverButNotChannelDrivers) {
-  addDrivers(1);
-  standin::FakeFrameFormat frameFormat(1, 1500);
-  InterfaceBroker::getInstance()->registerInterface("IFrameFormat_1",
-                                                    &frameFormat);
-  struct : ITrafHandler::HccdPortCallback {
-    void onHccdDataReceived(unsigned char*, unsigned int,
-                            const ITrafHandler::HccdPortId&) override {}
-  } callback;
+  trafhandler_testing::RecordingHccdPortCallback callback;
   (void)handler->initialize(hccd);
-  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_1), 0U);
+  bindChannel(1);
   ASSERT_EQ(handler->hccdControllerRegisterPort(
                 RadioChannel_1, ITrafHandler::HccdPortId_3, &callback),
             0U);
@@ -264,12 +248,8 @@ TEST_F(LifecycleTest, InitializeEndsALoadMarkedBeforeIt) {
 // The HCC-D handler and the XAUI driver stay for the next start; the channel
 // drivers wait for the next module initialisation.
 TEST_F(LifecycleTest, DeinitializeEndsLoadsAndUnbindsTheChannelDrivers) {
-  addDrivers(1);
-  standin::FakeFrameFormat frameFormat(1, 1500);
-  InterfaceBroker::getInstance()->registerInterface("IFrameFormat_1",
-                                                    &frameFormat);
   (void)handler->initialize(hccd);
-  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_1), 0U);
+  bindChannel(1);
   ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1), 0U);
   handler->deinitialize();
   forgetHistory();
@@ -361,17 +341,6 @@ INSTANTIATE_TEST_SUITE_P(
                   "Stopping HCC-D service for channel 4294967295", {1}),
         // Neither start nor stop: nothing happens, and 0 all the same.
         startStop(1, 2, nullptr, {})));
-
-TEST_F(LifecycleTest, StartStopWithLevel3OffMakesTheSameCalls) {
-  (void)handler->initialize(hccd);
-  forgetHistory();
-  standin::TraceControl::setThreshold(testsupport::kTraceObject, 2);
-
-  (void)handler->hccdControllerStartStop(RadioChannel_2, ITrafHandler::Start);
-
-  EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Start), ElementsAre(1U));
-  EXPECT_THAT(traceLines(), IsEmpty());
-}
 
 // Start and stop answer 0 for every action and channel, here too.
 TEST_F(LifecycleTest, StartStopBeforeInitializeAnswersZeroCallingNothing) {

@@ -14,41 +14,57 @@ using testsupport::kIdle1;
 using testsupport::Line;
 using testsupport::traceLines;
 
-// One driver's answer to a read.
-struct Read {
-  std::int32_t status;
-  bool stores;  // the driver writes its value into the caller's word
-};
-
+// The DSP driver holds 100 and the idle driver 0xFFFFFFFF; the caller's
+// variables start at 11 and 12.
 struct RatesCase {
-  const char* label;
-  Read dsp;
-  Read idle;
-  std::uint32_t result;
-  // The caller's variables afterwards; they start at 11 and 12.
-  std::uint32_t dspRate;
-  std::uint32_t idleRate;
-  const char* message;  // level 1; null for none
-  std::size_t idleReads;
+  const char* label = "BothRead";
+  std::int32_t dspStatus = 0;
+  std::int32_t idleStatus = 0;
+  bool dspStores = true;  // the driver writes its value into the caller's word
+  bool idleStores = true;
+  std::uint32_t result = 0;
+  std::uint32_t dspRate = 100;
+  std::uint32_t idleRate = 0xFFFFFFFFU;
+  const char* message = nullptr;  // level 1
+  std::size_t idleReads = 1;
 };
 
 void PrintTo(const RatesCase& c, std::ostream* out) { *out << c.label; }
 
-// clang-format off
 std::vector<RatesCase> ratesCases() {
+  using testsupport::row;
   return {
-    {"BothRead", {0, true}, {0, true}, 0, 100, 0xFFFFFFFFU, nullptr, 1},
-    {"StatusesBelow32768Succeed", {32767, true}, {-1, true}, 0, 100, 0xFFFFFFFFU, nullptr, 1},
-    // Each local word starts at 0.
-    {"DspReadStoresNothing", {0, false}, {0, true}, 0, 0, 0xFFFFFFFFU, nullptr, 1},
-    {"IdleReadStoresNothing", {0, true}, {0, false}, 0, 100, 0, nullptr, 1},
-    {"DspReadFails", {32768, true}, {0, true}, 1, 11, 12, " Failed to read dspRateDriver", 0},
-    // The DSP rate is handed back before the idle rate is read.
-    {"IdleReadFails", {0, true}, {65536, true}, 1, 100, 12,
-     "Failed to read idleTrafficRateDriver", 1},
+      RatesCase{},
+      // Each local word starts at 0.
+      row<RatesCase>([](RatesCase& c) {
+        c.label = "DspReadStoresNothing";
+        c.dspStores = false;
+        c.dspRate = 0;
+      }),
+      row<RatesCase>([](RatesCase& c) {
+        c.label = "IdleReadStoresNothing";
+        c.idleStores = false;
+        c.idleRate = 0;
+      }),
+      row<RatesCase>([](RatesCase& c) {
+        c.label = "DspReadFails";
+        c.dspStatus = 32768;
+        c.result = 1;
+        c.dspRate = 11;
+        c.idleRate = 12;
+        c.message = " Failed to read dspRateDriver";
+        c.idleReads = 0;
+      }),
+      // The DSP rate is handed back before the idle rate is read.
+      row<RatesCase>([](RatesCase& c) {
+        c.label = "IdleReadFails";
+        c.idleStatus = 65536;
+        c.result = 1;
+        c.idleRate = 12;
+        c.message = "Failed to read idleTrafficRateDriver";
+      }),
   };
 }
-// clang-format on
 
 class RlaTapRatesTest
     : public testsupport::TrafficFixture,
@@ -63,11 +79,11 @@ TEST_P(RlaTapRatesTest, HandsBackEachRateOnlyAfterItsReadSucceeded) {
   FakeDriver& dsp = driver(kDsp1);
   FakeDriver& idle = driver(kIdle1);
   dsp.setValue(100);
-  dsp.setReadStatus(c.dsp.status);
-  dsp.setReadStores(c.dsp.stores, c.dsp.stores);
+  dsp.setReadStatus(c.dspStatus);
+  dsp.setReadStores(c.dspStores, c.dspStores);
   idle.setValue(0xFFFFFFFFU);
-  idle.setReadStatus(c.idle.status);
-  idle.setReadStores(c.idle.stores, c.idle.stores);
+  idle.setReadStatus(c.idleStatus);
+  idle.setReadStores(c.idleStores, c.idleStores);
   enableLevelOne(levelOne);
   unsigned int dspRate = 11;
   unsigned int idleRate = 12;
@@ -93,11 +109,25 @@ INSTANTIATE_TEST_SUITE_P(Reads, RlaTapRatesTest,
 
 struct UnboundCase {
   const char* label;
-  RadioChannel channel;
+  RadioChannel channel = RadioChannel_1;
   std::string withoutRecord;  // driver of channel 1 left unbound
 };
 
 void PrintTo(const UnboundCase& c, std::ostream* out) { *out << c.label; }
+
+UnboundCase unbound(const char* label, const std::string& withoutRecord) {
+  return testsupport::row<UnboundCase>([&](UnboundCase& c) {
+    c.label = label;
+    c.withoutRecord = withoutRecord;
+  });
+}
+
+UnboundCase unbound(const char* label, RadioChannel channel) {
+  return testsupport::row<UnboundCase>([&](UnboundCase& c) {
+    c.label = label;
+    c.channel = channel;
+  });
+}
 
 class RlaUnboundDriverTest : public testsupport::TrafficFixture,
                              public testing::WithParamInterface<UnboundCase> {};
@@ -120,11 +150,10 @@ TEST_P(RlaUnboundDriverTest, FailsWithoutReadingEitherDriver) {
 
 INSTANTIATE_TEST_SUITE_P(
     Channels, RlaUnboundDriverTest,
-    testing::Values(UnboundCase{"OnlyIdleUnbound", RadioChannel_1, kIdle1},
-                    UnboundCase{"OnlyDspUnbound", RadioChannel_1, kDsp1},
-                    UnboundCase{"ChannelNotInitialised", RadioChannel_2, ""},
+    testing::Values(unbound("OnlyIdleUnbound", kIdle1),
+                    unbound("OnlyDspUnbound", kDsp1),
+                    unbound("ChannelNotInitialised", RadioChannel_2),
                     // Entry 0 of the tables is never bound.
-                    UnboundCase{"ChannelZero", static_cast<RadioChannel>(0),
-                                ""}));
+                    unbound("ChannelZero", static_cast<RadioChannel>(0))));
 
 }  // namespace

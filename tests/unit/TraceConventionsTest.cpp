@@ -18,7 +18,6 @@
 #include <vector>
 
 #include "AllocationCounter.h"
-#include "HccdTestSupport.h"
 #include "TrafTrace.h"
 #include "TrafficFixture.h"
 #include "testing/RecordingHccdPortCallback.h"
@@ -222,14 +221,6 @@ TEST_F(TraceConventionsTest, NumbersStayPlainDecimalUnderAGroupingLocale) {
                   "1000"}));
 }
 
-// Throws on every message; the shipped recorder cannot fail.
-struct ThrowingCallback : ITrafHandler::HccdPortCallback {
-  void onHccdDataReceived(unsigned char* /*data*/, unsigned int /*length*/,
-                          const ITrafHandler::HccdPortId& /*portId*/) override {
-    throw std::runtime_error("client failed");
-  }
-};
-
 // A trace facility that throws, from `isEnabled` or from its log calls.
 class FailingTraceTest : public testsupport::TrafficFixture,
                          public testing::WithParamInterface<bool> {
@@ -239,7 +230,8 @@ class FailingTraceTest : public testsupport::TrafficFixture,
   std::vector<std::uint64_t> everyOperation() {
     std::vector<std::uint64_t> seen;
     trafhandler_testing::RecordingHccdPortCallback client;
-    ThrowingCallback failing;
+    testsupport::FailingCallback failing(
+        [] { throw std::runtime_error("client failed"); });
     unsigned char data[] = {9};
     unsigned int size = 0;
     unsigned int dspRate = 0;

@@ -13,14 +13,24 @@ using testsupport::Line;
 using testsupport::traceLines;
 
 struct XauiCase {
-  std::int32_t status;  // of the write and of the read
-  bool driverStores;    // the read writes the driver's value to the caller's
-  std::uint32_t result;
-  std::uint32_t size;  // the caller's variable afterwards; it starts at 77
+  std::int32_t status = 0;  // of the write and of the read
+  bool driverStores =
+      true;  // the read writes the driver's value to the caller's
+  std::uint32_t result = 0;
+  std::uint32_t size = 0xFFFFFFFFU;  // the caller's afterwards; it starts at 77
 };
 
 void PrintTo(const XauiCase& c, std::ostream* out) {
   *out << c.status << (c.driverStores ? "_stores" : "_storesNothing");
+}
+
+XauiCase failing(std::int32_t status, bool driverStores) {
+  return testsupport::row<XauiCase>([&](XauiCase& c) {
+    c.status = status;
+    c.driverStores = driverStores;
+    c.result = 1;
+    c.size = 77;
+  });
 }
 
 class XauiPacketSizeTest
@@ -64,12 +74,15 @@ TEST_P(XauiPacketSizeTest, SetWritesUnchangedAndGetHandsBackOnlySuccess) {
 INSTANTIATE_TEST_SUITE_P(
     Statuses, XauiPacketSizeTest,
     testing::Combine(
-        testing::Values(XauiCase{0, true, 0, 0xFFFFFFFFU},
+        testing::Values(XauiCase{},
                         // The local word starts at 0.
-                        XauiCase{-1, false, 0, 0},
+                        testsupport::row<XauiCase>([](XauiCase& c) {
+                          c.status = -1;
+                          c.driverStores = false;
+                          c.size = 0;
+                        }),
                         // Stored into the local word, never handed back.
-                        XauiCase{32768, true, 1, 77},
-                        XauiCase{65535, false, 1, 77}),
+                        failing(32768, true), failing(65535, false)),
         testing::Bool()));
 
 class XauiDriverBindingTest : public testsupport::TrafficFixture {};
