@@ -39,6 +39,8 @@ std::string sonameOf(const link_map& map) {
       if (address < map.l_addr) {
         address += map.l_addr;
       }
+      // The dynamic section holds the address as an integer.
+      // NOLINTNEXTLINE(performance-no-int-to-ptr)
       strings = reinterpret_cast<const char*>(address);
     } else if (dyn->d_tag == DT_SONAME) {
       soname = dyn;
