@@ -5,12 +5,19 @@
 // each call a model of the handler checks the status, the outputs, what
 // reached the HCC-D handler and the port callback, and that a failure leaves
 // exactly one level-1 line (none when level 1 is off) and a success none.
+// Registrations and receptions also go to the library's one handler, which
+// the receive entries reach and which keeps its registrations across inputs.
 // The operations whose answer never varies are left to the unit tests.
+#include <fuzzer/FuzzedDataProvider.h>
+
 #include <algorithm>
 #include <array>
+#include <cstdio>
+#include <cstdlib>
 #include <iterator>
 #include <memory>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,17 +25,30 @@
 #include "FakeDrivers.h"
 #include "FakeFrameFormat.h"
 #include "FakeHccdHandler.h"
-#include "FuzzSupport.h"
 #include "InterfaceBrokerControl.h"
 #include "ModuleManager.h"
+#include "NodeFacts.h"
 #include "TarvikTrafHandler.h"
+#include "TraceControl.h"
 #include "testing/RecordingHccdPortCallback.h"
+
+// Ends the run as a finding when `condition` does not hold.
+#define FUZZ_CHECK(condition)                                         \
+  do {                                                                \
+    if (!(condition)) {                                               \
+      std::fprintf(stderr, "%s:%d: invariant broken: %s\n", __FILE__, \
+                   __LINE__, #condition);                             \
+      std::abort();                                                   \
+    }                                                                 \
+  } while (false)
 
 namespace {
 
-using fuzzsupport::kNoPort;
+using nodefacts::kNoPort;
 using standin::FakeDriver;
 using standin::FakeDriverLayer;
+using HccdPortId = ITrafHandler::HccdPortId;
+using Registrations = std::set<std::pair<std::uint32_t, std::uint32_t>>;
 
 constexpr unsigned int kSentinel = 0xC0FFEEU;
 constexpr std::uint32_t kPhaseFailure = 0x8000;
@@ -40,13 +60,78 @@ constexpr std::size_t kXauiDriver =
 
 class ForeignInterface : public IInterface {};
 
+std::uint32_t portIndexOf(std::uint32_t portId) {
+  return portId < kNoPort ? nodefacts::kPortIndexOfPortId[portId] : kNoPort;
+}
+std::uint32_t portIdOf(std::uint32_t portIndex) {
+  return portIndex < kNoPort ? nodefacts::kPortIdOfPortIndex[portIndex]
+                             : kNoPort;
+}
+
+// A channel, port id or port index (15 and 16 have no counterpart) or
+// driver status: mostly the interesting values, sometimes any.
+std::uint32_t pickChannel(FuzzedDataProvider& input) {
+  if (input.ConsumeIntegralInRange<std::uint8_t>(0, 7) == 0) {
+    return input.ConsumeIntegral<std::uint32_t>();
+  }
+  return input.PickValueInArray<std::uint32_t>({0U, 1U, 2U, 3U, 0xFFFFFFFFU});
+}
+std::uint32_t pickPort(FuzzedDataProvider& input) {
+  if (input.ConsumeIntegralInRange<std::uint8_t>(0, 15) == 0) {
+    return input.ConsumeIntegral<std::uint32_t>();
+  }
+  return input.ConsumeIntegralInRange<std::uint32_t>(0, 16);
+}
+std::int32_t pickStatus(FuzzedDataProvider& input) {
+  if (input.ConsumeIntegralInRange<std::uint8_t>(0, 7) == 0) {
+    return input.ConsumeIntegral<std::int32_t>();
+  }
+  return input.PickValueInArray<std::int32_t>(
+      {0, 1, 32767, 32768, 65535, 65536, -1, INT32_MIN});
+}
+
+// Level-1 lines of "OVT.TRAF" since the records were last cleared.
+std::size_t failureLines() {
+  const auto& records = standin::TraceControl::records();
+  return static_cast<std::size_t>(
+      std::count_if(records.begin(), records.end(), [](const auto& record) {
+        return record.object == "OVT.TRAF" && record.level == QEL_TRACE_LEVEL_1;
+      }));
+}
+
+enum class Reaction { Return, ThrowStd, ThrowOther, kMaxValue = ThrowOther };
+
+// Copies every byte it is given, so that a wrong pointer or length is an
+// AddressSanitizer report, then returns or throws as told.
+class Recorder : public trafhandler_testing::RecordingHccdPortCallback {
+ public:
+  void onHccdDataReceived(unsigned char* data, unsigned int length,
+                          const HccdPortId& portId) override {
+    ++runs;
+    RecordingHccdPortCallback::onHccdDataReceived(data, length, portId);
+    if (reaction == Reaction::ThrowStd) {
+      throw std::runtime_error("callback failed");
+    }
+    if (reaction == Reaction::ThrowOther) {
+      throw reaction;
+    }
+  }
+
+  static inline unsigned runs = 0;  // calls of any recorder
+  Reaction reaction = Reaction::Return;
+};
+
 struct Platform {
   std::vector<FakeDriver*> drivers;
   standin::FakeHccdHandler hccd;
   std::array<standin::FakeFrameFormat, kTableChannels> frameFormats{
       {{0, 0}, {0, 0}, {0, 0}}};
   ForeignInterface foreign;
-  trafhandler_testing::RecordingHccdPortCallback callback;
+  // One per channel and port id that can be registered, one for the rest.
+  Recorder recorders[kTableChannels][kNoPort];
+  Recorder outOfRange;
+  // The library's handler's registrations, which outlive each input.
+  Registrations libraryRegistered;
 };
 
 // Lives as long as the process: the driver records handed out stay valid.
@@ -78,12 +163,22 @@ struct Run {
   // Set by the first initialisation; deinitialisation keeps it.
   bool hccdHandlerSet = false;
   std::array<bool, kTableChannels> loading{};
-  std::set<std::pair<std::uint32_t, std::uint32_t>> registered;
+  Registrations registered;
 
-  std::uint32_t port() { return fuzzsupport::pickPort(input); }
+  std::uint32_t port() { return pickPort(input); }
 };
 
 RadioChannel radio(std::uint32_t ch) { return static_cast<RadioChannel>(ch); }
+
+tarvik::TrafHandler& libraryHandler() {
+  return tarvik::TrafHandler::getInstance(RadioChannel_2);
+}
+
+Recorder& recorderFor(std::uint32_t ch, std::uint32_t portId) {
+  return ch < kTableChannels && portId < kNoPort
+             ? platform().recorders[ch][portId]
+             : platform().outOfRange;
+}
 
 // A value handed back is the driver's, or 0 from a read that stored nothing.
 bool fromDriver(unsigned int value, std::size_t driver) {
@@ -91,8 +186,7 @@ bool fromDriver(unsigned int value, std::size_t driver) {
 }
 
 void checkTrace(const Run& run, bool failed) {
-  FUZZ_CHECK(fuzzsupport::failureLines() ==
-             (failed && run.threshold >= 1 ? 1U : 0U));
+  FUZZ_CHECK(failureLines() == (failed && run.threshold >= 1 ? 1U : 0U));
 }
 
 // A phase answers 0 or 0x8000, and always 0x8000 beyond the tables.
@@ -105,17 +199,21 @@ bool checkPhase(std::uint32_t ch, std::uint32_t status) {
 // other arguments fuzzed, checks it against the model and answers whether it
 // failed (and so owes one level-1 line).
 bool registerPort(Run& run, std::uint32_t ch) {
+  const bool library = run.input.ConsumeBool();
   const std::uint32_t portId = run.port();
-  auto* const callback = run.input.ConsumeIntegralInRange(0, 7) == 0
-                             ? nullptr
-                             : &platform().callback;
-  const std::uint32_t status = run.handler->hccdControllerRegisterPort(
-      radio(ch), static_cast<ITrafHandler::HccdPortId>(portId), callback);
+  Recorder* const callback = run.input.ConsumeIntegralInRange(0, 7) == 0
+                                 ? nullptr
+                                 : &recorderFor(ch, portId);
+  tarvik::TrafHandler& handler = library ? libraryHandler() : *run.handler;
+  const std::uint32_t status = handler.hccdControllerRegisterPort(
+      radio(ch), static_cast<HccdPortId>(portId), callback);
   // A port id without port index is refused, yet stays listed.
-  const bool listed = run.hccdHandlerSet && callback != nullptr &&
+  Registrations& registered =
+      library ? platform().libraryRegistered : run.registered;
+  const bool listed = (library || run.hccdHandlerSet) && callback != nullptr &&
                       ch < kTableChannels &&
-                      run.registered.insert({ch, portId}).second;
-  const bool failed = !listed || fuzzsupport::portIndexOf(portId) == kNoPort;
+                      registered.insert({ch, portId}).second;
+  const bool failed = !listed || portIndexOf(portId) == kNoPort;
   FUZZ_CHECK(status == (failed ? 1U : 0U));
   return failed;
 }
@@ -125,12 +223,11 @@ bool checkedSend(Run& run, std::uint32_t ch, std::uint32_t portId,
                  unsigned char* data, unsigned int length) {
   const std::size_t sentBefore = platform().hccd.sendCount();
   const std::uint32_t status = run.handler->hccdControllerSendMessage(
-      radio(ch), static_cast<ITrafHandler::HccdPortId>(portId), data, length);
+      radio(ch), static_cast<HccdPortId>(portId), data, length);
   const bool loading = ch < kTableChannels && run.loading[ch];
   const bool failed =
       ch >= kTableChannels ||
-      (!loading &&
-       (fuzzsupport::portIndexOf(portId) == kNoPort || !run.hccdHandlerSet));
+      (!loading && (portIndexOf(portId) == kNoPort || !run.hccdHandlerSet));
   FUZZ_CHECK(status == (failed ? 1U : 0U));
   FUZZ_CHECK(platform().hccd.sendCount() ==
              sentBefore + (failed || loading ? 0 : 1));
@@ -218,16 +315,50 @@ bool postLoad(Run& run, std::uint32_t ch) {
   return checkedSend(run, ch, 0, &byte, 1);
 }
 
-bool receive(Run& run, std::uint32_t ch) {
+// A message of fuzzed bytes in a block of its own size (or none), to the
+// run's handler or through either receive entry to the library's; its
+// callback returns or throws. Only the entries catch what is not a
+// std::exception.
+bool receive(Run& run, std::uint32_t channel) {
+  FuzzedDataProvider& input = run.input;
+  const bool viaEntry = input.ConsumeBool();
+  const std::uint32_t ch = viaEntry ? 1 + (channel & 1U) : channel;
   const std::uint32_t portIndex = run.port();
-  unsigned char byte = 0xA5;
-  const std::size_t before = platform().callback.messageCount();
-  run.handler->invokeHccdPortCallback(radio(ch), &byte, 1, portIndex);
-  const std::uint32_t portId = fuzzsupport::portIdOf(portIndex);
-  const bool reaches =
-      portId != kNoPort && run.registered.count({ch, portId}) != 0;
-  FUZZ_CHECK(platform().callback.messageCount() == before + (reaches ? 1 : 0));
-  return !reaches;
+  auto reaction = input.ConsumeEnum<Reaction>();
+  if (!viaEntry && reaction == Reaction::ThrowOther) {
+    reaction = Reaction::Return;
+  }
+  const bool nullData = input.ConsumeIntegralInRange(0, 15) == 0;
+  auto length = input.ConsumeIntegralInRange<unsigned int>(0, 64);
+  std::vector<unsigned char> bytes;
+  std::unique_ptr<unsigned char[]> block;
+  if (!nullData) {
+    bytes = input.ConsumeBytes<unsigned char>(length);
+    length = static_cast<unsigned int>(bytes.size());
+    block = std::make_unique<unsigned char[]>(length);
+    std::copy(bytes.begin(), bytes.end(), block.get());
+  }
+  const std::uint32_t portId = portIdOf(portIndex);
+  const Registrations& registered =
+      viaEntry ? platform().libraryRegistered : run.registered;
+  const bool reaches = portId != kNoPort && registered.count({ch, portId}) != 0;
+  Recorder& expected = recorderFor(ch, portId);
+  expected.reaction = reaction;
+  expected.clear();
+  Recorder::runs = 0;
+  if (viaEntry) {
+    auto* const entry = ch == 1 ? &hccDataReceivedCt1 : &hccDataReceivedCt2;
+    FUZZ_CHECK(entry(nullptr, block.get(), length, portIndex) == 0);
+  } else {
+    run.handler->invokeHccdPortCallback(radio(ch), block.get(), length,
+                                        portIndex);
+  }
+  expected.reaction = Reaction::Return;
+  FUZZ_CHECK(Recorder::runs == (reaches ? 1U : 0U));
+  const trafhandler_testing::ReceivedHccdMessage sent{
+      bytes, length, static_cast<HccdPortId>(portId)};
+  FUZZ_CHECK(!reaches || expected.messages() == std::vector{sent});
+  return !reaches || reaction != Reaction::Return;
 }
 
 // Initialising or deinitialising clears the served channels' load marks; a
@@ -259,7 +390,7 @@ bool registerPhases(Run& run, std::uint32_t /*channel*/) {
   FUZZ_CHECK(!run.initialized ||
              standin::ModuleManager::instance().modules().size() == served);
   const bool silent = run.initialized || run.threshold == 0;
-  FUZZ_CHECK(fuzzsupport::failureLines() == (silent ? 0U : served));
+  FUZZ_CHECK(failureLines() == (silent ? 0U : served));
   standin::TraceControl::clearRecords();
   return false;
 }
@@ -270,12 +401,12 @@ bool changeDriver(Run& run, std::uint32_t /*channel*/) {
   FakeDriver& target =
       *platform()
            .drivers[input.ConsumeIntegralInRange<std::size_t>(0, kXauiDriver)];
-  target.setWriteStatus(fuzzsupport::pickStatus(input));
-  target.setReadStatus(fuzzsupport::pickStatus(input));
+  target.setWriteStatus(pickStatus(input));
+  target.setReadStatus(pickStatus(input));
   target.setReadStores(input.ConsumeBool(), input.ConsumeBool());
   target.setValue(input.ConsumeIntegral<std::uint32_t>());
   FakeDriverLayer::instance().setGetInterfaceStatus(
-      target.name(), fuzzsupport::pickStatus(input), input.ConsumeBool());
+      target.name(), pickStatus(input), input.ConsumeBool());
   return false;
 }
 
@@ -319,11 +450,17 @@ void resetPlatform(std::uint32_t threshold) {
         "IFrameFormat_" + std::to_string(ch), &node.frameFormats[ch]);
   }
   node.hccd.clearCalls();
-  node.callback.clear();
   standin::ModuleManager::instance().clearEvents();
 }
 
 }  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+  // Lives as long as the process: the handler stops its services at exit.
+  static auto* const transport = new standin::FakeHccdHandler();
+  (void)libraryHandler().initialize(*transport);
+  return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
@@ -344,7 +481,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   while (input.remaining_bytes() > 0) {
     standin::TraceControl::clearRecords();
     const Step step = input.PickValueInArray(kSteps);
-    checkTrace(run, step(run, fuzzsupport::pickChannel(input)));
+    checkTrace(run, step(run, pickChannel(input)));
   }
   run.handler.reset();
   // Tracing off: the facility is not even called.

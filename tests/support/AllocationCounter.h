@@ -12,13 +12,9 @@ namespace testsupport {
 std::size_t threadAllocationCount();
 
 // Allocations made by this thread during the guard's life.
-class AllocationScope {
- public:
-  AllocationScope() : m_start(threadAllocationCount()) {}
-  std::size_t count() const { return threadAllocationCount() - m_start; }
-
- private:
-  std::size_t m_start;
+struct AllocationScope {
+  std::size_t count() const { return threadAllocationCount() - start; }
+  std::size_t start = threadAllocationCount();
 };
 
 }  // namespace testsupport
