@@ -24,12 +24,6 @@ inline const std::string kDsp2 = channelDriver(2, nodefacts::kDspRateSuffix);
 inline const std::string kIdle2 = channelDriver(2, nodefacts::kIdleRateSuffix);
 // NOLINTEND(cert-err58-cpp)
 
-// A driver that the layer answers with success but without a record, so the
-// member it is bound into stays null.
-inline void answerWithoutRecord(const std::string& name) {
-  standin::FakeDriverLayer::instance().setGetInterfaceStatus(name, 0);
-}
-
 // Calls the driver `name` received, or none when no such driver was added.
 inline std::vector<standin::FakeDriver::Call> driverCalls(
     const std::string& name) {
@@ -56,7 +50,7 @@ class TrafficFixture : public TrafHandlerFixture {
                    bool withFrameFormat = true) {
     for (const std::string& name : channelDriverNames(channel)) {
       if (name == withoutRecord) {
-        answerWithoutRecord(name);
+        standin::FakeDriverLayer::instance().setGetInterfaceStatus(name, 0);
       } else {
         (void)driver(name);
       }
@@ -70,11 +64,6 @@ class TrafficFixture : public TrafHandlerFixture {
     ASSERT_EQ(handler->doOnModuleInit(static_cast<RadioChannel>(channel)),
               expected);
     forgetHistory();
-  }
-
-  static void enableLevelOne(bool enabled) {
-    standin::TraceControl::setLevelEnabled(kTraceObject, QEL_TRACE_LEVEL_1,
-                                           enabled);
   }
 
   static std::vector<std::string> requestedNames() {

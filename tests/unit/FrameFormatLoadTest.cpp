@@ -201,25 +201,11 @@ std::vector<LoadCase> loadCases() {
   };
 }
 
-// How the phase is reached: with level 1 on or off, after a pre-load phase
-// or without one.
-struct Variant {
-  bool levelOne;
-  bool preLoad;
-};
-
-void PrintTo(const Variant& v, std::ostream* out) {
-  *out << (v.levelOne ? "traced" : "untraced")
-       << (v.preLoad ? "" : "_withoutPreLoad");
-}
-
-class PostLoadTest
-    : public FrameFormatLoadTest,
-      public testing::WithParamInterface<std::tuple<LoadCase, Variant>> {};
+class PostLoadTest : public FrameFormatLoadTest,
+                     public testing::WithParamInterface<LoadCase> {};
 
 TEST_P(PostLoadTest, ClearsTheFlagThenWritesUntilTheFirstFailure) {
-  const LoadCase& c = std::get<0>(GetParam());
-  const Variant& v = std::get<1>(GetParam());
+  const LoadCase& c = GetParam();
   const std::string names[] = {"", kFec1, "", kXaui};
   bindChannel(1, names[static_cast<int>(c.missing)],
               c.missing != Missing::FrameFormat);
@@ -229,10 +215,7 @@ TEST_P(PostLoadTest, ClearsTheFlagThenWritesUntilTheFirstFailure) {
   if (c.missing != Missing::XauiDriver) {
     driver(kXaui).setWriteStatus(c.xauiWriteStatus);
   }
-  enableLevelOne(v.levelOne);
-  if (v.preLoad) {
-    ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1), 0U);
-  }
+  ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1), 0U);
   forgetHistory();
 
   EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
@@ -244,7 +227,7 @@ TEST_P(PostLoadTest, ClearsTheFlagThenWritesUntilTheFirstFailure) {
                         "FEC type is set to 5 and early warning threshold "
                         "updated"});
   }
-  if (c.failure != nullptr && v.levelOne) {
+  if (c.failure != nullptr) {
     expected.push_back({1, kPostLoad, c.failure});
   }
   EXPECT_EQ(traceLines(), expected);
@@ -257,10 +240,6 @@ TEST_P(PostLoadTest, ClearsTheFlagThenWritesUntilTheFirstFailure) {
   EXPECT_THAT(sentCtIndexes(), ElementsAre(0U));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, PostLoadTest,
-    testing::Combine(testing::ValuesIn(loadCases()),
-                     testing::Values(Variant{true, true}, Variant{false, true},
-                                     Variant{true, false})));
+INSTANTIATE_TEST_SUITE_P(Rows, PostLoadTest, testing::ValuesIn(loadCases()));
 
 }  // namespace

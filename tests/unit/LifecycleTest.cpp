@@ -43,9 +43,17 @@ TEST_F(LifecycleTest, InitializeStartsEveryServedChannelBetweenItsTwoMessages) {
               ElementsAre(0U, 1U));
 }
 
-TEST_F(LifecycleTest, InitializeCreatesOneModuleObjectPerChannel) {
+TEST_F(LifecycleTest,
+       InitializePublishesOnceAndCreatesAModuleObjectPerChannel) {
   (void)handler->initialize(hccd);
 
+  const auto calls = InterfaceBrokerControl::calls();
+  ASSERT_EQ(calls.size(), 1U);
+  EXPECT_TRUE(calls[0].registration);
+  // Clients find it as the interface they know.
+  EXPECT_EQ(InterfaceBroker::getInstance()->getInterface<ITrafHandler>(
+                "ITrafHandler"),
+            handler.get());
   const auto events = ModuleManager::instance().events();
   ASSERT_EQ(events.size(), 2U);
   for (unsigned channel = 1; channel <= 2; ++channel) {
@@ -57,20 +65,6 @@ TEST_F(LifecycleTest, InitializeCreatesOneModuleObjectPerChannel) {
     EXPECT_EQ(event.flags, 0U);
     EXPECT_THAT(event.table, ElementsAre(11U, 18U, 20U));
   }
-}
-
-TEST_F(LifecycleTest, InitializePublishesTheInterfaceOnce) {
-  (void)handler->initialize(hccd);
-
-  const auto calls = InterfaceBrokerControl::calls();
-  ASSERT_EQ(calls.size(), 1U);
-  EXPECT_TRUE(calls[0].registration);
-  EXPECT_EQ(calls[0].name, "ITrafHandler");
-  EXPECT_EQ(calls[0].itf, static_cast<IInterface*>(handler.get()));
-  // Clients find it as the interface they know.
-  EXPECT_EQ(InterfaceBroker::getInstance()->getInterface<ITrafHandler>(
-                "ITrafHandler"),
-            handler.get());
 }
 
 TEST_F(LifecycleTest, SecondInitializeOnlyTracesItsEntryAndKeepsFirstHandler) {

@@ -66,16 +66,14 @@ std::vector<RatesCase> ratesCases() {
   };
 }
 
-class RlaTapRatesTest
-    : public testsupport::TrafficFixture,
-      public testing::WithParamInterface<std::tuple<RatesCase, bool>> {
+class RlaTapRatesTest : public testsupport::TrafficFixture,
+                        public testing::WithParamInterface<RatesCase> {
  protected:
   RlaTapRatesTest() { bindChannel(1); }
 };
 
 TEST_P(RlaTapRatesTest, HandsBackEachRateOnlyAfterItsReadSucceeded) {
-  const RatesCase& c = std::get<0>(GetParam());
-  const bool levelOne = std::get<1>(GetParam());
+  const RatesCase& c = GetParam();
   FakeDriver& dsp = driver(kDsp1);
   FakeDriver& idle = driver(kIdle1);
   dsp.setValue(100);
@@ -84,7 +82,6 @@ TEST_P(RlaTapRatesTest, HandsBackEachRateOnlyAfterItsReadSucceeded) {
   idle.setValue(0xFFFFFFFFU);
   idle.setReadStatus(c.idleStatus);
   idle.setReadStores(c.idleStores, c.idleStores);
-  enableLevelOne(levelOne);
   unsigned int dspRate = 11;
   unsigned int idleRate = 12;
 
@@ -97,15 +94,14 @@ TEST_P(RlaTapRatesTest, HandsBackEachRateOnlyAfterItsReadSucceeded) {
   EXPECT_EQ(idle.callCount(), c.idleReads);
   // No entry line: a failure is the only trace.
   std::vector<Line> expected;
-  if (c.message != nullptr && levelOne) {
+  if (c.message != nullptr) {
     expected.push_back({1, "rlaGetRatesForTaps", c.message});
   }
   EXPECT_EQ(traceLines(), expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Reads, RlaTapRatesTest,
-                         testing::Combine(testing::ValuesIn(ratesCases()),
-                                          testing::Bool()));
+                         testing::ValuesIn(ratesCases()));
 
 struct UnboundCase {
   const char* label;

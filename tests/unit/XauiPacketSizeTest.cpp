@@ -33,22 +33,19 @@ XauiCase failing(std::int32_t status, bool driverStores) {
   });
 }
 
-class XauiPacketSizeTest
-    : public testsupport::TrafficFixture,
-      public testing::WithParamInterface<std::tuple<XauiCase, bool>> {
+class XauiPacketSizeTest : public testsupport::TrafficFixture,
+                           public testing::WithParamInterface<XauiCase> {
  protected:
   XauiPacketSizeTest() { bindChannel(1); }
 };
 
 TEST_P(XauiPacketSizeTest, SetWritesUnchangedAndGetHandsBackOnlySuccess) {
-  const XauiCase& c = std::get<0>(GetParam());
-  const bool levelOne = std::get<1>(GetParam());
+  const XauiCase& c = GetParam();
   FakeDriver& xaui = driver(kXaui);
   xaui.setValue(4242);
   xaui.setWriteStatus(c.status);
   xaui.setReadStatus(c.status);
   xaui.setReadStores(c.driverStores, c.driverStores);
-  enableLevelOne(levelOne);
   unsigned int size = 77;
 
   EXPECT_EQ(handler->dspIfSetXauiPacketSize(0xFFFFFFFFU), c.result);
@@ -62,7 +59,7 @@ TEST_P(XauiPacketSizeTest, SetWritesUnchangedAndGetHandsBackOnlySuccess) {
   EXPECT_EQ(calls[1].kind, FakeDriver::Call::Read);
   // Neither operation traces its entry: failures are the only lines.
   std::vector<Line> expected;
-  if (c.result != 0 && levelOne) {
+  if (c.result != 0) {
     expected = {{1, "dspIfSetXauiPacketSize",
                  ": Failed to write to XauiPacketSizeDriver"},
                 {1, "dspIfGetXauiPacketSize",
@@ -73,29 +70,26 @@ TEST_P(XauiPacketSizeTest, SetWritesUnchangedAndGetHandsBackOnlySuccess) {
 
 INSTANTIATE_TEST_SUITE_P(
     Statuses, XauiPacketSizeTest,
-    testing::Combine(
-        testing::Values(XauiCase{},
-                        // The local word starts at 0.
-                        testsupport::row<XauiCase>([](XauiCase& c) {
-                          c.status = -1;
-                          c.driverStores = false;
-                          c.size = 0;
-                        }),
-                        // Stored into the local word, never handed back.
-                        failing(32768, true), failing(65535, false)),
-        testing::Bool()));
+    testing::Values(XauiCase{},
+                    // The local word starts at 0.
+                    testsupport::row<XauiCase>([](XauiCase& c) {
+                      c.status = -1;
+                      c.driverStores = false;
+                      c.size = 0;
+                    }),
+                    // Stored into the local word, never handed back.
+                    failing(32768, true), failing(65535, false)));
 
-class XauiDriverBindingTest : public testsupport::TrafficFixture {};
-
-TEST_F(XauiDriverBindingTest, UnboundDriverFailsWithoutACall) {
-  // The layer answers success without a record: the driver stays unbound.
-  bindChannel(1, kXaui);
+TEST_F(XauiPacketSizeTest, UnboundDriverFailsWithoutACall) {
+  handler = std::make_unique<tarvik::TrafHandler>(RadioChannel_2);
+  forgetHistory();
   unsigned int size = 77;
 
   EXPECT_EQ(handler->dspIfSetXauiPacketSize(1500), 1U);
   EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), 1U);
 
   EXPECT_EQ(size, 77U);
+  EXPECT_THAT(driver(kXaui).calls(), testing::IsEmpty());
   EXPECT_THAT(
       traceLines(),
       ElementsAre(
