@@ -152,4 +152,34 @@ INSTANTIATE_TEST_SUITE_P(
                     // Entry 0 of the tables is never bound.
                     unbound("ChannelZero", static_cast<RadioChannel>(0))));
 
+// `initialize` and `deinitialize` forget a channel's drivers: a module
+// initialisation that then binds the DSP rate driver but fails on the idle
+// rate driver must not leave an old idle binding in place.
+enum class Forgetter { Initialize, Deinitialize };
+
+class ForgottenBindingTest : public testsupport::TrafficFixture,
+                             public testing::WithParamInterface<Forgetter> {};
+
+TEST_P(ForgottenBindingTest, NoOldDriverServesAfterAFailedRebinding) {
+  if (GetParam() == Forgetter::Initialize) {
+    bindChannel(1);
+    (void)handler->initialize(hccd);
+  } else {
+    (void)handler->initialize(hccd);
+    bindChannel(1);
+    handler->deinitialize();
+  }
+  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0x8000U);
+  standin::FakeDriverLayer::instance().setGetInterfaceStatus(kIdle1, 32768);
+  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_1), 0x8000U);
+  unsigned int dspRate = 11;
+  unsigned int idleRate = 12;
+
+  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Forgetters, ForgottenBindingTest,
+                         testing::Values(Forgetter::Initialize,
+                                         Forgetter::Deinitialize));
+
 }  // namespace
