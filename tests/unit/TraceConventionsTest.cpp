@@ -24,7 +24,62 @@ using standin::TraceControl;
 using testing::ElementsAre;
 using testsupport::kTraceObject;
 
-class TraceConventionsTest : public testsupport::TrafficFixture {};
+class TraceConventionsTest : public testsupport::TrafficFixture {
+ protected:
+  // Every operation, failing ones included, then the destructor; gives each
+  // result and what the platform and the client saw.
+  std::vector<std::uint64_t> everyOperation() {
+    trafhandler_testing::RecordingHccdPortCallback client;
+    testsupport::FailingCallback failing(
+        [] { throw std::runtime_error("client failed"); });
+    unsigned char data[] = {9};
+    unsigned int size = 0;
+    unsigned int dspRate = 0;
+    unsigned int idleRate = 0;
+    std::vector<std::uint64_t> seen{handler->registerPhases(),
+                                    handler->initialize(hccd),
+                                    handler->registerPhases()};
+    bindChannel(1);
+    seen.insert(seen.end(),
+                {handler->doOnModuleInit(RadioChannel_2),
+                 handler->hccdControllerRegisterPort(
+                     RadioChannel_1, ITrafHandler::HccdPortId_0, &client),
+                 handler->hccdControllerRegisterPort(
+                     RadioChannel_1, ITrafHandler::HccdPortId_0, &client),
+                 handler->hccdControllerRegisterPort(
+                     RadioChannel_1, ITrafHandler::HccdPortId_1, &failing),
+                 handler->hccdControllerSendMessage(
+                     RadioChannel_1, ITrafHandler::HccdPortId_6, data, 1),
+                 handler->doOnPhasePreFrameformatLoad(RadioChannel_1),
+                 handler->hccdControllerSendMessage(
+                     RadioChannel_1, ITrafHandler::HccdPortId_4, data, 1),
+                 handler->doOnPhasePreFrameformatLoad(testsupport::channel(3)),
+                 handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
+                 handler->doOnPhasePostFrameformatLoad(RadioChannel_2),
+                 handler->hccdControllerSendMessage(
+                     RadioChannel_1, ITrafHandler::HccdPortId_4, data, 1),
+                 handler->dspIfSetXauiPacketSize(1234),
+                 handler->dspIfGetXauiPacketSize(size),
+                 handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate),
+                 handler->rlaGetRatesForTaps(RadioChannel_2, dspRate, idleRate),
+                 size, dspRate, idleRate});
+    // Enough messages for the sampled data trace, and every failure.
+    for (int i = 0; i < 404; ++i) {
+      handler->invokeHccdPortCallback(RadioChannel_1, data, 1, 0);
+    }
+    handler->invokeHccdPortCallback(RadioChannel_1, data, 1, 5);
+    handler->invokeHccdPortCallback(RadioChannel_2, data, 1, 0);
+    handler->invokeHccdPortCallback(RadioChannel_1, data, 1, 1);
+    seen.push_back(client.messageCount());
+    handler->deinitialize();
+    seen.push_back(handler->initialize(hccd));
+    handler.reset();
+    seen.insert(seen.end(),
+                {hccd.calls().size(), driver(testsupport::kFec1).calls().size(),
+                 driver(testsupport::kXaui).value()});
+    return seen;
+  }
+};
 
 TEST_F(TraceConventionsTest, DisabledLevelComposesNothing) {
   (void)handler->initialize(hccd);
@@ -100,24 +155,8 @@ TEST_F(TraceConventionsTest, EveryHeaderNamesTheLineOfItsOwnStatement) {
   });
   ASSERT_THAT(functionAtLine, testing::SizeIs(testing::Gt(15U)));
 
-  (void)handler->registerPhases();
-  (void)handler->initialize(hccd);
-  trafhandler_testing::RecordingHccdPortCallback client;
-  (void)handler->hccdControllerRegisterPort(
-      RadioChannel_1, ITrafHandler::HccdPortId_0, &client);
-  (void)handler->hccdControllerSendMessage(
-      RadioChannel_1, ITrafHandler::HccdPortId_6, nullptr, 0);
-  unsigned char data[] = {1};
-  for (unsigned i = 0; i < 203; ++i) {
-    handler->invokeHccdPortCallback(RadioChannel_1, data, 1,
-                                    i % 2 == 0 ? 0 : 5);
-  }
-  unsigned int value = 0;
-  (void)handler->rlaGetRatesForTaps(RadioChannel_1, value, value);
-  (void)handler->dspIfGetXauiPacketSize(value);
-  (void)handler->doOnPhasePostFrameformatLoad(RadioChannel_2);
-  handler->deinitialize();
-  (void)hccDataReceivedCt2(nullptr, data, 1, 15);
+  (void)everyOperation();
+  (void)tarvik::TrafHandler(RadioChannel_2).registerPhases();
 
   const auto records = TraceControl::records();
   ASSERT_THAT(records, testing::SizeIs(testing::Gt(15U)));
@@ -177,62 +216,7 @@ TEST_F(TraceConventionsTest, NumbersStayPlainDecimalUnderAGroupingLocale) {
                   "1000"}));
 }
 
-class FailingTraceTest : public testsupport::TrafficFixture {
- protected:
-  // Every operation, failing ones included, then the destructor; gives each
-  // result and what the platform and the client saw.
-  std::vector<std::uint64_t> everyOperation() {
-    trafhandler_testing::RecordingHccdPortCallback client;
-    testsupport::FailingCallback failing(
-        [] { throw std::runtime_error("client failed"); });
-    unsigned char data[] = {9};
-    unsigned int size = 0;
-    unsigned int dspRate = 0;
-    unsigned int idleRate = 0;
-    std::vector<std::uint64_t> seen{handler->registerPhases(),
-                                    handler->initialize(hccd),
-                                    handler->registerPhases()};
-    bindChannel(1);
-    seen.insert(seen.end(),
-                {handler->doOnModuleInit(RadioChannel_2),
-                 handler->hccdControllerRegisterPort(
-                     RadioChannel_1, ITrafHandler::HccdPortId_0, &client),
-                 handler->hccdControllerRegisterPort(
-                     RadioChannel_1, ITrafHandler::HccdPortId_0, &client),
-                 handler->hccdControllerRegisterPort(
-                     RadioChannel_1, ITrafHandler::HccdPortId_1, &failing),
-                 handler->hccdControllerSendMessage(
-                     RadioChannel_1, ITrafHandler::HccdPortId_6, data, 1),
-                 handler->doOnPhasePreFrameformatLoad(RadioChannel_1),
-                 handler->hccdControllerSendMessage(
-                     RadioChannel_1, ITrafHandler::HccdPortId_4, data, 1),
-                 handler->doOnPhasePreFrameformatLoad(testsupport::channel(3)),
-                 handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
-                 handler->doOnPhasePostFrameformatLoad(RadioChannel_2),
-                 handler->hccdControllerSendMessage(
-                     RadioChannel_1, ITrafHandler::HccdPortId_4, data, 1),
-                 handler->dspIfSetXauiPacketSize(1234),
-                 handler->dspIfGetXauiPacketSize(size),
-                 handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate),
-                 handler->rlaGetRatesForTaps(RadioChannel_2, dspRate, idleRate),
-                 size, dspRate, idleRate});
-    // Enough messages for the sampled data trace, and every failure.
-    for (int i = 0; i < 404; ++i) {
-      handler->invokeHccdPortCallback(RadioChannel_1, data, 1, 0);
-    }
-    handler->invokeHccdPortCallback(RadioChannel_1, data, 1, 5);
-    handler->invokeHccdPortCallback(RadioChannel_2, data, 1, 0);
-    handler->invokeHccdPortCallback(RadioChannel_1, data, 1, 1);
-    seen.push_back(client.messageCount());
-    handler->deinitialize();
-    seen.push_back(handler->initialize(hccd));
-    handler.reset();
-    seen.insert(seen.end(),
-                {hccd.calls().size(), driver(testsupport::kFec1).calls().size(),
-                 driver(testsupport::kXaui).value()});
-    return seen;
-  }
-};
+class FailingTraceTest : public TraceConventionsTest {};
 
 TEST_F(FailingTraceTest, ChangesNoResultAndNoState) {
   TraceControl::setThreshold(kTraceObject, 0);
