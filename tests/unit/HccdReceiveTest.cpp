@@ -1,5 +1,5 @@
-// Dispatch of received HCC-D data to client callbacks: the handler's
-// dispatch operation and the two entries the transport calls.
+// Dispatch of received HCC-D data: the handler's operation and the two
+// entries the transport calls.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,6 +8,7 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "AllocationCounter.h"
@@ -17,26 +18,21 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testsupport::FailingCallback;
-using testsupport::kNoPort;
 using testsupport::Line;
 using testsupport::portId;
-using testsupport::PortRow;
 using testsupport::traceLines;
 using trafhandler_testing::ReceivedHccdMessage;
 using trafhandler_testing::RecordingHccdPortCallback;
 constexpr const char kInvoke[] = "invokeHccdPortCallback";
-// Messages from one sampled data trace to the next.
 constexpr int kTraceInterval = 202;
 
 Line failure(const std::string& text) {
   return Line{1, kInvoke, "Exception: " + text};
 }
 
-// Receives with `receive` until the sampled data trace comes, whatever the
-// module's counter stood at, and forgets the trace: the next 201 messages
-// are then not traced and the 202nd is.
+// Receives until the sampled data trace comes and forgets it: the next 201
+// messages are then not traced and the 202nd is.
 void receiveUntilDataTrace(const std::function<void()>& receive) {
   for (int i = 0; i < kTraceInterval && traceLines(5).empty(); ++i) {
     receive();
@@ -45,64 +41,44 @@ void receiveUntilDataTrace(const std::function<void()>& receive) {
   standin::TraceControl::clearRecords();
 }
 
-// Counts without allocating, for the allocation tests: the shipped recorder
-// copies every message.
-struct CountingCallback : ITrafHandler::HccdPortCallback {
-  void onHccdDataReceived(unsigned char* /*data*/, unsigned int /*length*/,
-                          const ITrafHandler::HccdPortId& /*portId*/) override {
-    ++count;
-  }
-  int count = 0;
-};
-
 class HccdReceiveTest : public testsupport::TrafHandlerFixture {
  protected:
-  HccdReceiveTest() {
-    (void)handler->initialize(hccd);
-    forgetHistory();
-  }
+  HccdReceiveTest() { (void)handler->initialize(hccd); }
 
   void registerPort(RadioChannel channel, std::uint32_t port,
                     ITrafHandler::HccdPortCallback& callback) {
     (void)handler->hccdControllerRegisterPort(channel, portId(port), &callback);
     forgetHistory();
   }
-
-  void receive(RadioChannel channel, std::uint32_t portIndex,
-               unsigned char* data, unsigned int length) {
-    handler->invokeHccdPortCallback(channel, data, length, portIndex);
-  }
 };
 
-class ReceiveTableTest : public HccdReceiveTest,
-                         public testing::WithParamInterface<PortRow> {};
+class ReceiveTableTest
+    : public HccdReceiveTest,
+      public testing::WithParamInterface<testsupport::PortRow> {};
 
 TEST_P(ReceiveTableTest, CallsTheCallbackOfTheIndexsPortIdWithTheSameData) {
-  const PortRow row = GetParam();
+  const testsupport::PortRow row = GetParam();
   RecordingHccdPortCallback callbacks[15];
   for (std::uint32_t id = 0; id < 15; ++id) {
     registerPort(RadioChannel_2, id, callbacks[id]);
   }
   unsigned char data[] = {9, 8, 7};
 
-  receive(RadioChannel_2, row.from, data, sizeof data);
+  handler->invokeHccdPortCallback(RadioChannel_2, data, sizeof data, row.from);
 
   for (std::uint32_t id = 0; id < 15; ++id) {
-    if (id == row.to) {
-      EXPECT_THAT(callbacks[id].messages(),
-                  ElementsAre(ReceivedHccdMessage{{9, 8, 7}, 3, portId(id)}));
-    } else {
-      EXPECT_EQ(callbacks[id].messageCount(), 0U) << "port id " << id;
-    }
+    EXPECT_EQ(callbacks[id].messageCount(), id == row.to ? 1U : 0U) << id;
   }
-  if (row.to == kNoPort) {
+  if (row.to == testsupport::kNoPort) {
     EXPECT_THAT(
         traceLines(1),
         ElementsAre(failure("Invalid HccdPortIndex to HccdPortId conversion: " +
                             std::to_string(row.from))));
-  } else {
-    EXPECT_THAT(traceLines(1), IsEmpty());
+    return;
   }
+  EXPECT_THAT(callbacks[row.to].messages(),
+              ElementsAre(ReceivedHccdMessage{{9, 8, 7}, 3, portId(row.to)}));
+  EXPECT_THAT(traceLines(1), testing::IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -111,32 +87,23 @@ INSTANTIATE_TEST_SUITE_P(
 
 // Port id 14 is registered on channel 2 only; no channel but 1 and 2 has a
 // dispatch table entry.
-TEST_F(HccdReceiveTest, PortIsNotFoundOnAnotherChannel) {
+TEST_F(HccdReceiveTest, NotFoundTraceNamesThePortTheChannelAndTheFirstByte) {
   RecordingHccdPortCallback callback;
   registerPort(RadioChannel_2, 14, callback);
   unsigned char data[] = {0xFF, 1};
 
-  receive(RadioChannel_1, 4, data, sizeof data);
-  receive(testsupport::channel(3), 4, data, sizeof data);
+  handler->invokeHccdPortCallback(RadioChannel_1, data, 2, 4);
+  handler->invokeHccdPortCallback(testsupport::channel(3), data, 2, 4);
+  handler->invokeHccdPortCallback(RadioChannel_1, nullptr, 0, 4);
+  handler->invokeHccdPortCallback(RadioChannel_1, data, 0, 4);
 
   EXPECT_EQ(callback.messageCount(), 0U);
-  // The first byte is written unsigned.
-  EXPECT_THAT(
-      traceLines(1),
-      ElementsAre(
-          failure("Port id 14 not found, portIndex: 4, for ct 1: Data: 255"),
-          failure("Port id 14 not found, portIndex: 4, for ct 3: Data: 255")));
-}
-
-TEST_F(HccdReceiveTest, EmptyMessageShowsNoneForItsFirstByte) {
-  unsigned char data[] = {7};
-
-  receive(RadioChannel_1, 0, nullptr, 0);
-  receive(RadioChannel_1, 0, data, 0);
-
-  const Line notFound =
-      failure("Port id 0 not found, portIndex: 0, for ct 1: Data: (none)");
-  EXPECT_THAT(traceLines(1), ElementsAre(notFound, notFound));
+  const std::string notFound = "Port id 14 not found, portIndex: 4, for ct ";
+  EXPECT_THAT(traceLines(1),
+              ElementsAre(failure(notFound + "1: Data: 255"),
+                          failure(notFound + "3: Data: 255"),
+                          failure(notFound + "1: Data: (none)"),
+                          failure(notFound + "1: Data: (none)")));
 }
 
 TEST_F(HccdReceiveTest, CallbacksStdExceptionIsTracedAndGoesNoFurther) {
@@ -144,34 +111,19 @@ TEST_F(HccdReceiveTest, CallbacksStdExceptionIsTracedAndGoesNoFurther) {
   registerPort(RadioChannel_1, 3, callback);
   unsigned char data[] = {1};
 
-  receive(RadioChannel_1, 3, data, 1);
+  handler->invokeHccdPortCallback(RadioChannel_1, data, 1, 3);
 
   EXPECT_EQ(callback.calls, 1);
   EXPECT_THAT(traceLines(1), ElementsAre(failure("port 3 overrun")));
 }
 
-TEST_F(HccdReceiveTest, EmptyMessageShowsNoneInTheDataTrace) {
-  unsigned char data[] = {1};
-  receiveUntilDataTrace([&] { receive(RadioChannel_1, 5, data, 1); });
-  for (int i = 1; i < kTraceInterval; ++i) {
-    receive(RadioChannel_1, 5, data, 1);
-  }
-
-  receive(RadioChannel_1, 5, nullptr, 0);
-
-  EXPECT_THAT(traceLines(5),
-              ElementsAre(Line{5, kInvoke, "ct 1: Data: (none)"}));
-}
-
-// The receive entries reach the library's single handler. Tests that run in
-// one process share it and its registrations, so each test registers its own
-// channels and ports.
+// The entries reach the library's single handler, which the tests share: each
+// registers its own channels and ports.
 class HccdEntryTest : public testsupport::TrafHandlerFixture {
  protected:
   HccdEntryTest() {
     (void)entryHandler().initialize(entryHccd());
     standin::TraceControl::clearRecords();
-    entryHccd().clearCalls();
   }
 
   static tarvik::TrafHandler& entryHandler() {
@@ -184,8 +136,7 @@ class HccdEntryTest : public testsupport::TrafHandlerFixture {
     return *hccd;
   }
 
-  // Registers a new callback, never freed: the single handler keeps it for
-  // good.
+  // Never freed: the single handler keeps it for good.
   template <typename Callback, typename... Args>
   static Callback& registerPort(RadioChannel channel, std::uint32_t port,
                                 Args... args) {
@@ -205,28 +156,22 @@ TEST_F(HccdEntryTest, EachEntryDispatchesAsItsChannel) {
 
   EXPECT_EQ(hccDataReceivedCt1(nullptr, data, 3, 0), 0);
   EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 2, 4), 0);
-  // The client gets what the transport gave, even no data at all.
-  EXPECT_EQ(hccDataReceivedCt2(nullptr, nullptr, 0, 4), 0);
 
   EXPECT_THAT(first.messages(),
               ElementsAre(ReceivedHccdMessage{{1, 2, 3}, 3, portId(0)}));
   EXPECT_THAT(second.messages(),
-              ElementsAre(ReceivedHccdMessage{{1, 2}, 2, portId(14)},
-                          ReceivedHccdMessage{{}, 0, portId(14)}));
+              ElementsAre(ReceivedHccdMessage{{1, 2}, 2, portId(14)}));
 }
 
 TEST_F(HccdEntryTest, PortRegisteredOnChannelZeroNeverReceives) {
   auto& callback =
-      registerPort<RecordingHccdPortCallback>(static_cast<RadioChannel>(0), 9);
+      registerPort<RecordingHccdPortCallback>(testsupport::channel(0), 9);
   unsigned char data[] = {7};
 
   // Bound to ct 1 with the second entry, which dispatches as channel 2.
   EXPECT_TRUE(entryHccd().deliver(1, 10, data, 1));
 
   EXPECT_EQ(callback.messageCount(), 0U);
-  EXPECT_THAT(traceLines(1),
-              ElementsAre(failure("Port id 9 not found, portIndex: 10, for ct "
-                                  "2: Data: 7")));
 }
 
 TEST_F(HccdEntryTest, NonStdExceptionFromCallbackStaysInTheEntry) {
@@ -257,9 +202,6 @@ TEST_F(HccdEntryTest, FailingTraceFacilityCostsNoMessageItsDelivery) {
       registerPort<FailingCallback>(RadioChannel_2, 8, [] { throw 42; });
   unsigned char data[] = {1};
   for (const bool fromIsEnabled : {true, false}) {
-    first.clear();
-    second.clear();
-    failing.calls = 0;
     standin::TraceControl::setThrowing(testsupport::kTraceObject, fromIsEnabled,
                                        !fromIsEnabled);
     for (int i = 0; i < kTraceInterval; ++i) {
@@ -268,84 +210,69 @@ TEST_F(HccdEntryTest, FailingTraceFacilityCostsNoMessageItsDelivery) {
       EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 1, 15), 0);
     }
     EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 1, 9), 0);
-
-    EXPECT_EQ(first.messageCount(), std::size_t{kTraceInterval});
-    EXPECT_EQ(second.messageCount(), std::size_t{kTraceInterval});
-    EXPECT_EQ(failing.calls, 1);
   }
+
+  EXPECT_EQ(first.messageCount(), std::size_t{kTraceInterval} * 2);
+  EXPECT_EQ(second.messageCount(), std::size_t{kTraceInterval} * 2);
+  EXPECT_EQ(failing.calls, 2);
 }
 
-// glibc ends a cancelled or exiting thread by unwinding it with an exception
-// that must reach the thread's start; an entry that swallowed it would abort
-// the process.
+// glibc ends an exiting thread by an unwinding that must reach the thread's
+// start; an entry that swallowed it would abort the process.
 TEST_F(HccdEntryTest, TransportThreadEndedInACallbackEndsAndTheProcessLives) {
   auto& callback = registerPort<FailingCallback>(RadioChannel_1, 8,
                                                  [] { pthread_exit(nullptr); });
-  static bool entryReturned = false;
-  pthread_t transport{};
-  ASSERT_EQ(pthread_create(
-                &transport, nullptr,
-                [](void* /*unused*/) -> void* {
-                  unsigned char data[1] = {1};
-                  (void)hccDataReceivedCt1(nullptr, data, 1, 9);
-                  entryReturned = true;
-                  return &entryReturned;
-                },
-                nullptr),
-            0);
-  void* result = &entryReturned;
-  ASSERT_EQ(pthread_join(transport, &result), 0);
+  bool entryReturned = false;
+  std::thread([&entryReturned] {
+    unsigned char data[] = {1};
+    (void)hccDataReceivedCt1(nullptr, data, 1, 9);
+    entryReturned = true;
+  }).join();
 
-  EXPECT_EQ(result, nullptr) << "the thread ended through pthread_exit";
   EXPECT_FALSE(entryReturned);
   EXPECT_EQ(callback.calls, 1);
 }
 
 TEST_F(HccdEntryTest, DataTraceComesWithEvery202ndMessageAcrossBothEntries) {
-  (void)registerPort<CountingCallback>(RadioChannel_1, 2);
-  (void)registerPort<CountingCallback>(RadioChannel_2, 2);
+  (void)registerPort<FailingCallback>(RadioChannel_1, 2, [] {});
+  (void)registerPort<FailingCallback>(RadioChannel_2, 2, [] {});
   unsigned char data[] = {0};
   receiveUntilDataTrace([&] { (void)hccDataReceivedCt1(nullptr, data, 1, 2); });
 
+  // Each message names itself in its first byte; the last one is empty.
   for (int n = 1; n <= 2 * kTraceInterval; ++n) {
-    // Each message names itself in its first byte; the last one is 0xFF.
-    data[0] = static_cast<unsigned char>(n == 2 * kTraceInterval ? 0xFF : n);
+    data[0] = static_cast<unsigned char>(n);
     auto* const entry = n % 2 == 0 ? &hccDataReceivedCt2 : &hccDataReceivedCt1;
-    (void)entry(nullptr, data, 1, 2);
+    (void)entry(nullptr, n < 2 * kTraceInterval ? data : nullptr,
+                n < 2 * kTraceInterval ? 1 : 0, 2);
   }
 
-  EXPECT_THAT(traceLines(5), ElementsAre(Line{5, kInvoke, "ct 2: Data: 202"},
-                                         Line{5, kInvoke, "ct 2: Data: 255"}));
+  EXPECT_THAT(traceLines(5),
+              ElementsAre(Line{5, kInvoke, "ct 2: Data: 202"},
+                          Line{5, kInvoke, "ct 2: Data: (none)"}));
 }
 
-TEST_F(HccdEntryTest, ReceivingBetweenDataTracesAllocatesNothing) {
-  auto& callback = registerPort<CountingCallback>(RadioChannel_1, 3);
+// A callback that does not fail counts without allocating; the shipped
+// recorder copies every message.
+TEST_F(HccdEntryTest, ReceivingAllocatesNothingBeyondTheDataTrace) {
+  auto& callback = registerPort<FailingCallback>(RadioChannel_1, 3, [] {});
   unsigned char data[] = {1, 2, 3, 4};
   const auto receive = [&] { (void)hccDataReceivedCt1(nullptr, data, 4, 3); };
   receiveUntilDataTrace(receive);
-  callback.count = 0;
+  callback.calls = 0;
 
-  const testsupport::AllocationScope scope;
+  const testsupport::AllocationScope betweenDataTraces;
   for (int i = 1; i < kTraceInterval; ++i) {
     receive();
   }
-
-  EXPECT_EQ(scope.count(), 0U);
-  EXPECT_EQ(callback.count, kTraceInterval - 1);
-}
-
-TEST_F(HccdEntryTest, ReceivingWithDataTraceOffAllocatesNothing) {
-  auto& callback = registerPort<CountingCallback>(RadioChannel_2, 3);
+  EXPECT_EQ(betweenDataTraces.count(), 0U);
   standin::TraceControl::setThreshold(testsupport::kTraceObject, 4);
-  unsigned char data[] = {1, 2, 3, 4};
-
-  const testsupport::AllocationScope scope;
-  for (int i = 0; i < 20 * kTraceInterval; ++i) {
-    (void)hccDataReceivedCt2(nullptr, data, 4, 3);
+  const testsupport::AllocationScope dataTraceOff;
+  for (int i = 0; i < 2 * kTraceInterval; ++i) {
+    receive();
   }
-
-  EXPECT_EQ(scope.count(), 0U);
-  EXPECT_EQ(callback.count, 20 * kTraceInterval);
+  EXPECT_EQ(dataTraceOff.count(), 0U);
+  EXPECT_EQ(callback.calls, 3 * kTraceInterval - 1);
 }
 
 }  // namespace
