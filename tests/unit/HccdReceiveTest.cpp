@@ -106,6 +106,20 @@ TEST_F(HccdReceiveTest, NotFoundTraceNamesThePortTheChannelAndTheFirstByte) {
                           failure(notFound + "1: Data: (none)")));
 }
 
+// A port id without port index stays listed, yet takes no other port's
+// messages: channel 1's port id 15 must not become channel 2's port id 0.
+TEST_F(HccdReceiveTest, PortIdWithoutIndexTakesNoOtherPortsMessages) {
+  RecordingHccdPortCallback callback;
+  ASSERT_EQ(handler->hccdControllerRegisterPort(RadioChannel_1, portId(15),
+                                                &callback),
+            1U);
+  unsigned char data[] = {1};
+
+  handler->invokeHccdPortCallback(RadioChannel_2, data, 1, 0);
+
+  EXPECT_EQ(callback.messageCount(), 0U);
+}
+
 TEST_F(HccdReceiveTest, CallbacksStdExceptionIsTracedAndGoesNoFurther) {
   FailingCallback callback([] { throw std::runtime_error("port 3 overrun"); });
   registerPort(RadioChannel_1, 3, callback);
