@@ -69,10 +69,10 @@ const ChannelCase kChannels[] = {{1, 0, &hccDataReceivedCt1},
                                  {2, 1, &hccDataReceivedCt2},
                                  {0, 1, &hccDataReceivedCt2}};
 
-class RegisterPortTableTest : public HccdPortTest,
-                              public testing::WithParamInterface<PortRow> {};
+class PortTableTest : public HccdPortTest,
+                      public testing::WithParamInterface<PortRow> {};
 
-TEST_P(RegisterPortTableTest, BindsTheTablesPortIndexToTheChannelsEntry) {
+TEST_P(PortTableTest, BindsTheTablesPortIndexToTheChannelsEntry) {
   const PortRow row = GetParam();
   for (const ChannelCase& c : kChannels) {
     SCOPED_TRACE(c.channel);
@@ -113,15 +113,8 @@ TEST_P(RegisterPortTableTest, BindsTheTablesPortIndexToTheChannelsEntry) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    PortIds, RegisterPortTableTest,
-    testing::ValuesIn(portRows(nodefacts::kPortIndexOfPortId)));
-
-class SendTableTest : public HccdPortTest,
-                      public testing::WithParamInterface<PortRow> {};
-
 // No port is registered: sending does not depend on registration.
-TEST_P(SendTableTest, SendsOnTheTablesPortIndexOfTheChannelsCt) {
+TEST_P(PortTableTest, SendsOnTheTablesPortIndexOfTheChannelsCt) {
   const PortRow row = GetParam();
   unsigned char data[] = {0x12, 0xFF};
   for (const ChannelCase& c : kChannels) {
@@ -152,7 +145,7 @@ TEST_P(SendTableTest, SendsOnTheTablesPortIndexOfTheChannelsCt) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    PortIds, SendTableTest,
+    PortIds, PortTableTest,
     testing::ValuesIn(portRows(nodefacts::kPortIndexOfPortId)));
 
 // The bytes and their length are the caller's and the HCC-D handler's
@@ -174,10 +167,8 @@ TEST_F(HccdPortTest, EmptyMessageIsHandedOnAsItIs) {
   EXPECT_THAT(calls[1].data, IsEmpty());
 }
 
-// An operation that is refused: it answers 1, traces its text and calls and
-// lists nothing. `initialized` false leaves the handler without its HCC-D
-// handler; else ports 5 and 7 of channel 1 and port 5 of channel 2 are
-// registered before.
+// A refused operation. `initialized` false leaves the handler without its
+// HCC-D handler; else port 5 of channels 1 and 2 is registered before.
 struct Refused {
   const char* name = "";
   bool send = false;  // else a registration
@@ -199,7 +190,6 @@ TEST_P(RefusedTest, FailsWithItsTextAndCallsAndListsNothing) {
     // The same port on another channel is no duplicate.
     ASSERT_EQ(registerPort(1, 5), 0U);
     ASSERT_EQ(registerPort(2, 5), 0U);
-    ASSERT_EQ(registerPort(1, 7), 0U);
   } else {
     handler = std::make_unique<tarvik::TrafHandler>(RadioChannel_2);
   }

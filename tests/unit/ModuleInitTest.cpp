@@ -54,7 +54,6 @@ TEST_F(ModuleInitTest, SecondInitialisationReplacesTheFrameFormatObject) {
 
   EXPECT_EQ(replacement.fecTypeReads(), 1U);
   EXPECT_EQ(frameFormat1.fecTypeReads(), 0U);
-  EXPECT_EQ(driver(kXaui).value(), 64U);
 }
 
 TEST_F(ModuleInitTest, ModuleManagerInitialisesEachChannelThroughItsObject) {
@@ -128,15 +127,8 @@ std::vector<InitFailureCase> initFailures() {
         c.message = " Failed to get channel.1.traf.rla.taps.dsp.rate";
         c.rlaResult = 1;
       }),
-      // The only driver message without a leading blank.
-      row<Case>([](Case& c) {
-        c.label = "IdleRate";
-        c.failingDriver = kIdle1;
-        c.requested = 3;
-        c.message = "Failed to get channel.1.traf.rla.taps.idle.rate";
-        c.rlaResult = 1;
-      }),
-      // Nothing clears what the layer stored on failure: the rates are bound.
+      // The only driver message without a leading blank. Nothing clears
+      // what the layer stored on failure: the rates are bound.
       row<Case>([](Case& c) {
         c.label = "IdleRateStoredAnyway";
         c.failingDriver = kIdle1;
@@ -192,33 +184,31 @@ TEST_P(InitFailureTest, StopsAtTheFailingStepAndKeepsEarlierBindings) {
   EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0x8000U);
   EXPECT_THAT(traceLines(1), ElementsAre(Line{1, "doOnPhasePostFrameformatLoad",
                                               c.postLoadMessage}));
-  unsigned int dspRate = 0;
-  unsigned int idleRate = 0;
-  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate),
+  unsigned int value = 0;
+  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, value, value),
             c.rlaResult);
-  unsigned int size = 0;
-  EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), c.xauiBound ? 0U : 1U);
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(value), c.xauiBound ? 0U : 1U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Steps, InitFailureTest,
                          testing::ValuesIn(initFailures()));
 
-// Channel values without a table entry, for every operation that indexes
-// the tables with one.
-enum class Operation { ModuleInit, PreLoad, PostLoad, RlaRates };
+// Every operation that indexes the tables with a channel; a null `phase`
+// stands for the tap rates.
+using Phase = std::uint32_t (tarvik::TrafHandler::*)(RadioChannel);
 
 struct OutsideCase {
-  Operation operation = Operation::ModuleInit;
   const char* function = "";
   std::uint32_t failure = 0;
+  Phase phase = nullptr;
 };
 
 void PrintTo(const OutsideCase& c, std::ostream* out) { *out << c.function; }
 
-OutsideCase outside(Operation operation, const char* function,
-                    std::uint32_t failure) {
+OutsideCase outside(const char* function, std::uint32_t failure,
+                    Phase phase = nullptr) {
   return testsupport::row<OutsideCase>([&](OutsideCase& c) {
-    c.operation = operation;
+    c.phase = phase;
     c.function = function;
     c.failure = failure;
   });
@@ -237,21 +227,10 @@ TEST_P(ChannelOutsideTablesTest, TracesAndReadsOrWritesNothing) {
   unsigned int dspRate = 11;
   unsigned int idleRate = 12;
 
-  std::uint32_t result = 0;
-  switch (c.operation) {
-    case Operation::ModuleInit:
-      result = handler->doOnModuleInit(channel);
-      break;
-    case Operation::PreLoad:
-      result = handler->doOnPhasePreFrameformatLoad(channel);
-      break;
-    case Operation::PostLoad:
-      result = handler->doOnPhasePostFrameformatLoad(channel);
-      break;
-    case Operation::RlaRates:
-      result = handler->rlaGetRatesForTaps(channel, dspRate, idleRate);
-      break;
-  }
+  const std::uint32_t result =
+      c.phase != nullptr
+          ? (*handler.*c.phase)(channel)
+          : handler->rlaGetRatesForTaps(channel, dspRate, idleRate);
 
   EXPECT_EQ(result, c.failure);
   EXPECT_THAT(traceLines(1),
@@ -267,11 +246,13 @@ TEST_P(ChannelOutsideTablesTest, TracesAndReadsOrWritesNothing) {
 
 INSTANTIATE_TEST_SUITE_P(
     Operations, ChannelOutsideTablesTest,
-    testing::Values(
-        outside(Operation::ModuleInit, "doOnModuleInit", 0x8000),
-        // The pre-load phase answers 0 whatever the channel.
-        outside(Operation::PreLoad, "doOnPhasePreFrameformatLoad", 0),
-        outside(Operation::PostLoad, "doOnPhasePostFrameformatLoad", 0x8000),
-        outside(Operation::RlaRates, "rlaGetRatesForTaps", 1)));
+    testing::Values(outside("doOnModuleInit", 0x8000,
+                            &tarvik::TrafHandler::doOnModuleInit),
+                    // The pre-load phase answers 0 whatever the channel.
+                    outside("doOnPhasePreFrameformatLoad", 0,
+                            &tarvik::TrafHandler::doOnPhasePreFrameformatLoad),
+                    outside("doOnPhasePostFrameformatLoad", 0x8000,
+                            &tarvik::TrafHandler::doOnPhasePostFrameformatLoad),
+                    outside("rlaGetRatesForTaps", 1)));
 
 }  // namespace
