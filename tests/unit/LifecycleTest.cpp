@@ -50,7 +50,6 @@ TEST_F(LifecycleTest,
   const auto calls = InterfaceBrokerControl::calls();
   ASSERT_EQ(calls.size(), 1U);
   EXPECT_TRUE(calls[0].registration);
-  // Clients find it as the interface they know.
   EXPECT_EQ(InterfaceBroker::getInstance()->getInterface<ITrafHandler>(
                 "ITrafHandler"),
             handler.get());
@@ -75,17 +74,14 @@ TEST_F(LifecycleTest, SecondInitializeOnlyTracesItsEntryAndKeepsFirstHandler) {
   EXPECT_EQ(handler->initialize(other), 0U);
 
   EXPECT_THAT(traceLines(), ElementsAre(Line{6, "initialize", ""}));
-  EXPECT_THAT(InterfaceBrokerControl::calls(), testing::SizeIs(1));
   (void)handler->hccdControllerStartStop(RadioChannel_1, ITrafHandler::Stop);
   EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Stop), ElementsAre(0U));
-  EXPECT_THAT(other.calls(), IsEmpty());
 }
 
 TEST_F(LifecycleTest, DeinitializeOfFreshObjectOnlyTracesItsEntry) {
   handler->deinitialize();
 
   EXPECT_THAT(traceLines(), ElementsAre(Line{6, "deinitialize", ""}));
-  EXPECT_THAT(InterfaceBrokerControl::calls(), IsEmpty());
 }
 
 // Records whether "ITrafHandler" was still published when a stop came.
@@ -107,8 +103,6 @@ TEST_F(LifecycleTest, DeinitializeStopsServicesBeforeWithdrawingInterface) {
   handler->deinitialize();
 
   EXPECT_THAT(ordered.publishedAtStop, ElementsAre(true, true));
-  EXPECT_THAT(ctIndexesOf(ordered, FakeHccdHandler::Call::Stop),
-              ElementsAre(0U, 1U));
   EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
   const auto calls = InterfaceBrokerControl::calls();
   ASSERT_EQ(calls.size(), 2U);
@@ -124,8 +118,7 @@ TEST_F(LifecycleTest, DeinitializeStopsServicesBeforeWithdrawingInterface) {
                           Line{3, "hccdControllerStartStop",
                                "Stopping HCC-D service for channel 2"},
                           Line{3, "deinitialize", "Deinitialize done!"}));
-  handler->deinitialize();  // the fixture's destructor would otherwise stop
-                            // `ordered` after it is gone
+  handler->deinitialize();  // before `ordered` is gone
 }
 
 TEST_F(LifecycleTest, ZeroChannelsStillPublishesAndRegistersNoModule) {
@@ -136,12 +129,7 @@ TEST_F(LifecycleTest, ZeroChannelsStillPublishesAndRegistersNoModule) {
   EXPECT_THAT(hccd.calls(), IsEmpty());
   EXPECT_THAT(ModuleManager::instance().events(), IsEmpty());
   EXPECT_NE(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
-  EXPECT_THAT(traceLines(3),
-              ElementsAre(Line{3, "initialize", "Initialize needed."},
-                          Line{3, "initialize", "Initialize done."}));
   EXPECT_EQ(none.registerPhases(), 0U);
-  EXPECT_THAT(ModuleManager::instance().modules(), IsEmpty());
-  none.deinitialize();
 }
 
 TEST_F(LifecycleTest, ChannelCountAboveTwoServesEachChannelOnce) {
@@ -149,26 +137,12 @@ TEST_F(LifecycleTest, ChannelCountAboveTwoServesEachChannelOnce) {
 
   (void)three.initialize(hccd);
 
-  EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Start),
-              ElementsAre(0U, 1U));
   EXPECT_THAT(moduleIdsOf(ModuleManager::Event::Constructed),
               ElementsAre(testsupport::moduleId(1), testsupport::moduleId(2)));
   EXPECT_THAT(testsupport::traceLines(1),
               ElementsAre(Line{1, "initialize",
                                "Number of channels 3 above 2, serving "
                                "channels 1 and 2"}));
-  three.deinitialize();
-}
-
-TEST_F(LifecycleTest, RegisterPhasesRegistersModuleObjectsInChannelOrder) {
-  (void)handler->initialize(hccd);
-
-  EXPECT_EQ(handler->registerPhases(), 0U);
-
-  const auto modules = ModuleManager::instance().modules();
-  ASSERT_EQ(modules.size(), 2U);
-  EXPECT_EQ(modules[0]->moduleId(), testsupport::moduleId(1));
-  EXPECT_EQ(modules[1]->moduleId(), testsupport::moduleId(2));
 }
 
 TEST_F(LifecycleTest, RegisterPhasesBeforeInitializeSkipsMissingModuleObjects) {
@@ -183,7 +157,6 @@ TEST_F(LifecycleTest, RegisterPhasesBeforeInitializeSkipsMissingModuleObjects) {
                        "No module object for channel 2, initialize first"}));
 }
 
-// Which channel each phase reaches is shown where the phases are tested.
 TEST_F(LifecycleTest, PhaseFailuresReachTheModuleManagerUnchanged) {
   (void)handler->initialize(hccd);
   (void)handler->registerPhases();
@@ -191,7 +164,7 @@ TEST_F(LifecycleTest, PhaseFailuresReachTheModuleManagerUnchanged) {
       ModuleManager::instance().find(testsupport::moduleId(2));
   ASSERT_NE(module2, nullptr);
 
-  // Channel 2 has no drivers: module initialisation and the load fail.
+  // Channel 2 has no drivers.
   EXPECT_EQ(ModuleManager::runPhase(*module2, standin::Phase::ModuleInit),
             0x8000U);
   EXPECT_EQ(
@@ -211,22 +184,15 @@ TEST_F(LifecycleTest, ReinitializeKeepsPortsAndXauiDriverButNotChannelDrivers) {
   handler->deinitialize();
   (void)handler->initialize(hccd);
 
-  // The earlier registration still counts as a duplicate.
   EXPECT_EQ(handler->hccdControllerRegisterPort(
                 RadioChannel_1, ITrafHandler::HccdPortId_3, &callback),
             1U);
-  unsigned int size = 0;
-  EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), 0U);
-  EXPECT_EQ(size, 9000U);
-  unsigned int dspRate = 7;
-  unsigned int idleRate = 7;
-  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate), 1U);
-  // The frame-format object is kept: a load phase needs only the drivers.
-  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_1), 0U);
-  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0U);
+  unsigned int value = 0;
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(value), 0U);
+  EXPECT_EQ(value, 9000U);
+  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, value, value), 1U);
 }
 
-// The platform starts afresh: a load marked before `initialize` is over.
 TEST_F(LifecycleTest, InitializeEndsALoadMarkedBeforeIt) {
   ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1), 0U);
   (void)handler->initialize(hccd);
@@ -239,8 +205,6 @@ TEST_F(LifecycleTest, InitializeEndsALoadMarkedBeforeIt) {
   EXPECT_EQ(hccd.sendCount(), 1U);
 }
 
-// The HCC-D handler and the XAUI driver stay for the next start; the channel
-// drivers wait for the next module initialisation.
 TEST_F(LifecycleTest, DeinitializeEndsLoadsAndUnbindsTheChannelDrivers) {
   (void)handler->initialize(hccd);
   bindChannel(1);
@@ -256,12 +220,6 @@ TEST_F(LifecycleTest, DeinitializeEndsLoadsAndUnbindsTheChannelDrivers) {
   EXPECT_EQ(hccd.sendCount(), 1U);
   EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, rate, rate), 1U);
   EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0x8000U);
-  EXPECT_THAT(traceLines(1),
-              ElementsAre(Line{1, "rlaGetRatesForTaps", " driver nullptr"},
-                          Line{1, "doOnPhasePostFrameformatLoad",
-                               " FEC type driver interface not found for "
-                               "channel 1"}));
-  EXPECT_EQ(handler->dspIfGetXauiPacketSize(rate), 0U);
 }
 
 TEST_F(LifecycleTest, DestroyingInitializedHandlerTearsDownFirst) {
@@ -271,72 +229,22 @@ TEST_F(LifecycleTest, DestroyingInitializedHandlerTearsDownFirst) {
   handler.reset();
 
   EXPECT_EQ(traceLines().front(), (Line{6, "~TrafHandler", ""}));
-  EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Stop),
-              ElementsAre(0U, 1U));
   EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
-  EXPECT_THAT(moduleIdsOf(ModuleManager::Event::Destroyed),
-              ElementsAre(testsupport::moduleId(1), testsupport::moduleId(2)));
 }
 
-struct StartStopCase {
-  std::uint32_t channel = 1;
-  std::uint32_t action = 0;
-  const char* text = nullptr;  // level 3; null for no trace
-  FakeHccdHandler::Call::Kind kind = FakeHccdHandler::Call::Start;
-  std::vector<unsigned> ctIndexes;  // of the calls of `kind`
-};
-
-void PrintTo(const StartStopCase& c, std::ostream* out) {
-  *out << "channel" << c.channel << "_action" << c.action;
-}
-
-StartStopCase startStop(std::uint32_t channel, std::uint32_t action,
-                        const char* text, std::vector<unsigned> ctIndexes) {
-  return testsupport::row<StartStopCase>([&](StartStopCase& c) {
-    c.channel = channel;
-    c.action = action;
-    c.text = text;
-    c.kind = action == 1 ? FakeHccdHandler::Call::Stop
-                         : FakeHccdHandler::Call::Start;
-    c.ctIndexes = ctIndexes;
-  });
-}
-
-class StartStopTest : public testsupport::TrafHandlerFixture,
-                      public testing::WithParamInterface<StartStopCase> {};
-
-TEST_P(StartStopTest, TracesThenCallsTheHandlerForTheChannelsCt) {
+// Start and stop of each channel are shown by `initialize` and `deinitialize`.
+TEST_F(LifecycleTest, StartStopWithNeitherActionAnswersZeroCallingNothing) {
   (void)handler->initialize(hccd);
   forgetHistory();
-  const StartStopCase& c = GetParam();
 
   EXPECT_EQ(handler->hccdControllerStartStop(
-                static_cast<RadioChannel>(c.channel),
-                static_cast<ITrafHandler::Action>(c.action)),
+                RadioChannel_1, static_cast<ITrafHandler::Action>(2)),
             0U);
 
-  std::vector<Line> lines;
-  if (c.text != nullptr) {
-    lines.push_back({3, "hccdControllerStartStop", c.text});
-  }
-  EXPECT_EQ(traceLines(), lines);
-  EXPECT_EQ(ctIndexesOf(hccd, c.kind), c.ctIndexes);
-  EXPECT_EQ(hccd.calls().size(), c.ctIndexes.size());
+  EXPECT_THAT(traceLines(), IsEmpty());
+  EXPECT_THAT(hccd.calls(), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Actions, StartStopTest,
-    testing::Values(
-        startStop(1, 0, "Starting HCC-D service for channel 1", {0}),
-        startStop(2, 1, "Stopping HCC-D service for channel 2", {1}),
-        // Every channel but 1 is ct 1.
-        startStop(0, 0, "Starting HCC-D service for channel 0", {1}),
-        startStop(4294967295U, 1,
-                  "Stopping HCC-D service for channel 4294967295", {1}),
-        // Neither start nor stop: nothing happens, and 0 all the same.
-        startStop(1, 2, nullptr, {})));
-
-// Start and stop answer 0 for every action and channel, here too.
 TEST_F(LifecycleTest, StartStopBeforeInitializeAnswersZeroCallingNothing) {
   EXPECT_EQ(
       handler->hccdControllerStartStop(RadioChannel_1, ITrafHandler::Start),
