@@ -1,20 +1,11 @@
-// Fuzzes sequences of calls on a traffic handler: the HCC-D, driver and
-// phase operations and the lifecycle, with any arguments, against drivers
-// that answer fuzzed statuses and a registry that holds a frame format, an
-// interface of another kind, a null entry or nothing for each channel. After
-// each call a model of the handler checks the status, the outputs, what
-// reached the HCC-D handler and the port callback, and that a failure leaves
-// exactly one level-1 line (none when level 1 is off) and a success none.
-// Registrations and receptions also go to the library's one handler, which
-// the receive entries reach and which keeps its registrations across inputs.
-// The operations whose answer never varies are left to the unit tests.
+// Fuzzes sequences of calls on a traffic handler against drivers that answer
+// fuzzed statuses and values. A model of the handler checks each call's
+// status, outputs and effects, and that a failure leaves one level-1 line
+// (none when level 1 is off) and a success none.
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <iterator>
 #include <memory>
 #include <set>
 #include <stdexcept>
@@ -33,459 +24,305 @@
 #include "testing/RecordingHccdPortCallback.h"
 
 // Ends the run as a finding when `condition` does not hold.
-#define FUZZ_CHECK(condition)                                         \
-  do {                                                                \
-    if (!(condition)) {                                               \
-      std::fprintf(stderr, "%s:%d: invariant broken: %s\n", __FILE__, \
-                   __LINE__, #condition);                             \
-      std::abort();                                                   \
-    }                                                                 \
-  } while (false)
+#define FUZZ_CHECK(condition)                                             \
+  ((condition) ? (void)0                                                  \
+               : (std::fprintf(stderr, "line %d: invariant broken: %s\n", \
+                               __LINE__, #condition),                     \
+                  std::abort()))
 
 namespace {
 
 using nodefacts::kNoPort;
-using standin::FakeDriver;
-using standin::FakeDriverLayer;
 using HccdPortId = ITrafHandler::HccdPortId;
 using Registrations = std::set<std::pair<std::uint32_t, std::uint32_t>>;
 
-constexpr unsigned int kSentinel = 0xC0FFEEU;
 constexpr std::uint32_t kPhaseFailure = 0x8000;
-// Channels 0 to 2 have table entries, and drivers: FEC type, DSP rate and
-// idle rate of each, then the XAUI driver.
+// Channels 0 to 2 have table entries and drivers: driver 3 * ch + 0, 1 or 2
+// is channel ch's FEC type, DSP rate or idle rate driver; then the XAUI one.
 constexpr std::uint32_t kTableChannels = 3;
-constexpr std::size_t kXauiDriver =
-    std::size(nodefacts::kChannelDriverSuffixes) * kTableChannels;
+constexpr std::size_t kXauiDriver = std::size_t{3} * kTableChannels;
 
-class ForeignInterface : public IInterface {};
-
-std::uint32_t portIndexOf(std::uint32_t portId) {
-  return portId < kNoPort ? nodefacts::kPortIndexOfPortId[portId] : kNoPort;
-}
-std::uint32_t portIdOf(std::uint32_t portIndex) {
-  return portIndex < kNoPort ? nodefacts::kPortIdOfPortIndex[portIndex]
-                             : kNoPort;
+standin::FakeDriver& driver(std::size_t i) {
+  return standin::FakeDriverLayer::instance().driver(
+      i == kXauiDriver
+          ? nodefacts::kXauiPacketSizeDriver
+          : nodefacts::channelDriver(static_cast<std::uint32_t>(i / 3),
+                                     nodefacts::kChannelDriverSuffixes[i % 3]));
 }
 
-// A channel, port id or port index (15 and 16 have no counterpart) or
-// driver status: mostly the interesting values, sometimes any.
-std::uint32_t pickChannel(FuzzedDataProvider& input) {
-  if (input.ConsumeIntegralInRange<std::uint8_t>(0, 7) == 0) {
-    return input.ConsumeIntegral<std::uint32_t>();
-  }
-  return input.PickValueInArray<std::uint32_t>({0U, 1U, 2U, 3U, 0xFFFFFFFFU});
-}
+// A port id or index: mostly 0 to 16 (15 and 16 have none), sometimes any.
 std::uint32_t pickPort(FuzzedDataProvider& input) {
-  if (input.ConsumeIntegralInRange<std::uint8_t>(0, 15) == 0) {
-    return input.ConsumeIntegral<std::uint32_t>();
-  }
-  return input.ConsumeIntegralInRange<std::uint32_t>(0, 16);
+  return input.ConsumeIntegralInRange(0, 15) == 0
+             ? input.ConsumeIntegral<std::uint32_t>()
+             : input.ConsumeIntegralInRange<std::uint32_t>(0, 16);
 }
+// A driver status: success is below 32768.
 std::int32_t pickStatus(FuzzedDataProvider& input) {
-  if (input.ConsumeIntegralInRange<std::uint8_t>(0, 7) == 0) {
-    return input.ConsumeIntegral<std::int32_t>();
-  }
   return input.PickValueInArray<std::int32_t>(
       {0, 1, 32767, 32768, 65535, 65536, -1, INT32_MIN});
 }
 
-// Level-1 lines of "OVT.TRAF" since the records were last cleared.
-std::size_t failureLines() {
-  const auto& records = standin::TraceControl::records();
-  return static_cast<std::size_t>(
-      std::count_if(records.begin(), records.end(), [](const auto& record) {
-        return record.object == "OVT.TRAF" && record.level == QEL_TRACE_LEVEL_1;
-      }));
+std::uint32_t portIndexOf(std::uint32_t portId) {
+  return portId < kNoPort ? nodefacts::kPortIndexOfPortId[portId] : kNoPort;
 }
 
-enum class Reaction { Return, ThrowStd, ThrowOther, kMaxValue = ThrowOther };
+enum class Reaction { Return, ThrowStd, ThrowOther };
 
 // Copies every byte it is given, so that a wrong pointer or length is an
-// AddressSanitizer report, then returns or throws as told.
+// AddressSanitizer report, then returns or throws as all recorders are told.
 class Recorder : public trafhandler_testing::RecordingHccdPortCallback {
  public:
   void onHccdDataReceived(unsigned char* data, unsigned int length,
                           const HccdPortId& portId) override {
     ++runs;
     RecordingHccdPortCallback::onHccdDataReceived(data, length, portId);
-    if (reaction == Reaction::ThrowStd) {
-      throw std::runtime_error("callback failed");
-    }
-    if (reaction == Reaction::ThrowOther) {
-      throw reaction;
+    if (reaction != Reaction::Return) {
+      reaction == Reaction::ThrowStd
+          ? throw std::runtime_error("callback failed")
+          : throw Reaction{reaction};
     }
   }
 
-  static inline unsigned runs = 0;  // calls of any recorder
-  Reaction reaction = Reaction::Return;
+  static inline unsigned runs = 0;
+  static inline Reaction reaction = Reaction::Return;
 };
 
+// Lives as long as the library's handler, which it initialises.
 struct Platform {
-  std::vector<FakeDriver*> drivers;
-  standin::FakeHccdHandler hccd;
-  std::array<standin::FakeFrameFormat, kTableChannels> frameFormats{
-      {{0, 0}, {0, 0}, {0, 0}}};
-  ForeignInterface foreign;
-  // One per channel and port id that can be registered, one for the rest.
-  Recorder recorders[kTableChannels][kNoPort];
-  Recorder outOfRange;
-  // The library's handler's registrations, which outlive each input.
-  Registrations libraryRegistered;
-};
+  Platform() { (void)library.initialize(hccd); }
 
-// Lives as long as the process: the driver records handed out stay valid.
+  tarvik::TrafHandler& library =
+      tarvik::TrafHandler::getInstance(RadioChannel_2);
+  Registrations libraryRegistered;
+  standin::FakeHccdHandler hccd;
+  standin::FakeFrameFormat frameFormat{0, 0};
+  // One per channel and port id; those never called share them.
+  Recorder recorders[kTableChannels][kNoPort];
+};
 Platform& platform() {
-  static Platform* const node = [] {
-    auto* created = new Platform();
-    FakeDriverLayer& layer = FakeDriverLayer::instance();
-    for (std::uint32_t ch = 0; ch < kTableChannels; ++ch) {
-      for (const char* suffix : nodefacts::kChannelDriverSuffixes) {
-        created->drivers.push_back(
-            &layer.driver(nodefacts::channelDriver(ch, suffix)));
-      }
-    }
-    created->drivers.push_back(&layer.driver(nodefacts::kXauiPacketSizeDriver));
-    return created;
-  }();
+  static auto* const node = new Platform();
   return *node;
 }
 
-// One input's handler and what its callers can tell of its state.
+RadioChannel radio(std::uint32_t ch) { return static_cast<RadioChannel>(ch); }
+Recorder& recorderFor(std::uint32_t ch, std::uint32_t portId) {
+  return platform().recorders[ch % kTableChannels][portId % kNoPort];
+}
+// A value handed back is the driver's, or 0 from a read that stored nothing.
+bool fromDriver(unsigned int value, std::size_t i) {
+  return value == 0 || value == driver(i).value();
+}
+
+// One input's handler and a model of it. Each step makes one call, checks it
+// against the model and answers whether it failed (owes one level-1 line).
 struct Run {
-  explicit Run(FuzzedDataProvider& data) : input(data) {}
+  Run(FuzzedDataProvider& data, std::uint32_t channels)
+      : input(data), channelCount(channels) {}
 
   FuzzedDataProvider& input;
-  std::uint32_t threshold = 0;
-  std::uint32_t channelCount = 0;
-  std::unique_ptr<tarvik::TrafHandler> handler;
+  const std::uint32_t channelCount;
+  std::unique_ptr<tarvik::TrafHandler> handler =
+      std::make_unique<tarvik::TrafHandler>(radio(channelCount));
   bool initialized = false;
-  // Set by the first initialisation; deinitialisation keeps it.
-  bool hccdHandlerSet = false;
-  std::array<bool, kTableChannels> loading{};
+  bool hccdHandlerSet = false;  // from the first initialisation on
+  bool loading[kTableChannels] = {};
   Registrations registered;
 
-  std::uint32_t port() { return pickPort(input); }
-};
-
-RadioChannel radio(std::uint32_t ch) { return static_cast<RadioChannel>(ch); }
-
-tarvik::TrafHandler& libraryHandler() {
-  return tarvik::TrafHandler::getInstance(RadioChannel_2);
-}
-
-Recorder& recorderFor(std::uint32_t ch, std::uint32_t portId) {
-  return ch < kTableChannels && portId < kNoPort
-             ? platform().recorders[ch][portId]
-             : platform().outOfRange;
-}
-
-// A value handed back is the driver's, or 0 from a read that stored nothing.
-bool fromDriver(unsigned int value, std::size_t driver) {
-  return value == 0 || value == platform().drivers[driver]->value();
-}
-
-void checkTrace(const Run& run, bool failed) {
-  FUZZ_CHECK(failureLines() == (failed && run.threshold >= 1 ? 1U : 0U));
-}
-
-// A phase answers 0 or 0x8000, and always 0x8000 beyond the tables.
-bool checkPhase(std::uint32_t ch, std::uint32_t status) {
-  FUZZ_CHECK(status == kPhaseFailure || (status == 0 && ch < kTableChannels));
-  return status != 0;
-}
-
-// Each step makes one call, on the channel given where it takes one, with
-// other arguments fuzzed, checks it against the model and answers whether it
-// failed (and so owes one level-1 line).
-bool registerPort(Run& run, std::uint32_t ch) {
-  const bool library = run.input.ConsumeBool();
-  const std::uint32_t portId = run.port();
-  Recorder* const callback = run.input.ConsumeIntegralInRange(0, 7) == 0
-                                 ? nullptr
-                                 : &recorderFor(ch, portId);
-  tarvik::TrafHandler& handler = library ? libraryHandler() : *run.handler;
-  const std::uint32_t status = handler.hccdControllerRegisterPort(
-      radio(ch), static_cast<HccdPortId>(portId), callback);
-  // A port id without port index is refused, yet stays listed.
-  Registrations& registered =
-      library ? platform().libraryRegistered : run.registered;
-  const bool listed = (library || run.hccdHandlerSet) && callback != nullptr &&
-                      ch < kTableChannels &&
-                      registered.insert({ch, portId}).second;
-  const bool failed = !listed || portIndexOf(portId) == kNoPort;
-  FUZZ_CHECK(status == (failed ? 1U : 0U));
-  return failed;
-}
-
-// During a load a message is dropped with success.
-bool checkedSend(Run& run, std::uint32_t ch, std::uint32_t portId,
-                 unsigned char* data, unsigned int length) {
-  const std::size_t sentBefore = platform().hccd.sendCount();
-  const std::uint32_t status = run.handler->hccdControllerSendMessage(
-      radio(ch), static_cast<HccdPortId>(portId), data, length);
-  const bool loading = ch < kTableChannels && run.loading[ch];
-  const bool failed =
-      ch >= kTableChannels ||
-      (!loading && (portIndexOf(portId) == kNoPort || !run.hccdHandlerSet));
-  FUZZ_CHECK(status == (failed ? 1U : 0U));
-  FUZZ_CHECK(platform().hccd.sendCount() ==
-             sentBefore + (failed || loading ? 0 : 1));
-  return failed;
-}
-
-bool sendMessage(Run& run, std::uint32_t ch) {
-  const std::uint32_t portId = run.port();
-  auto bytes = run.input.ConsumeBytes<unsigned char>(
-      run.input.ConsumeIntegralInRange<std::size_t>(0, 16));
-  const bool nullData = run.input.ConsumeIntegralInRange(0, 7) == 0;
-  return checkedSend(run, ch, portId, nullData ? nullptr : bytes.data(),
-                     static_cast<unsigned int>(bytes.size()));
-}
-
-// Only Start and Stop act; without an HCC-D handler they answer 0 all the
-// same, and the failure line says why nothing was started.
-bool startStop(Run& run, std::uint32_t ch) {
-  const auto action = run.input.ConsumeIntegralInRange<std::uint32_t>(0, 2);
-  const std::size_t callsBefore = platform().hccd.calls().size();
-  FUZZ_CHECK(run.handler->hccdControllerStartStop(
-                 radio(ch), static_cast<ITrafHandler::Action>(action)) == 0);
-  const bool acts = action <= 1;
-  FUZZ_CHECK(platform().hccd.calls().size() ==
-             callsBefore + (acts && run.hccdHandlerSet ? 1 : 0));
-  return acts && !run.hccdHandlerSet;
-}
-
-bool rlaGetRatesForTaps(Run& run, std::uint32_t ch) {
-  unsigned int dspRate = kSentinel;
-  unsigned int idleRate = kSentinel;
-  const std::uint32_t status =
-      run.handler->rlaGetRatesForTaps(radio(ch), dspRate, idleRate);
-  const bool served = ch < kTableChannels;
-  if (status == 0) {
-    FUZZ_CHECK(served && fromDriver(dspRate, 3 * ch + 1) &&
-               fromDriver(idleRate, 3 * ch + 2));
-    return false;
-  }
-  // The DSP rate is handed back before the idle rate is read.
-  FUZZ_CHECK(status == 1 && idleRate == kSentinel);
-  FUZZ_CHECK(dspRate == kSentinel ||
-             (served && fromDriver(dspRate, 3 * ch + 1)));
-  return true;
-}
-
-bool xauiPacketSize(Run& run, std::uint32_t /*channel*/) {
-  unsigned int size = kSentinel;
-  const std::uint32_t status =
-      run.input.ConsumeBool() ? run.handler->dspIfSetXauiPacketSize(
-                                    run.input.ConsumeIntegral<std::uint32_t>())
-                              : run.handler->dspIfGetXauiPacketSize(size);
-  FUZZ_CHECK(status <= 1);
-  FUZZ_CHECK(size == kSentinel ||
-             (status == 0 && fromDriver(size, kXauiDriver)));
-  return status != 0;
-}
-
-bool moduleInit(Run& run, std::uint32_t ch) {
-  return checkPhase(ch, run.handler->doOnModuleInit(radio(ch)));
-}
-
-// Outside the tables the pre-load phase answers success all the same, with
-// a failure line.
-bool preLoad(Run& run, std::uint32_t ch) {
-  FUZZ_CHECK(run.handler->doOnPhasePreFrameformatLoad(radio(ch)) == 0);
-  if (ch >= kTableChannels) {
-    return true;
-  }
-  run.loading[ch] = true;
-  return false;
-}
-
-// Whatever the post-load phase's outcome, sending resumes.
-bool postLoad(Run& run, std::uint32_t ch) {
-  const bool failed =
-      checkPhase(ch, run.handler->doOnPhasePostFrameformatLoad(radio(ch)));
-  if (ch >= kTableChannels) {
+  // On the run's handler or the library's. A port id without port index is
+  // refused, yet stays listed.
+  bool registerPort(std::uint32_t ch) {
+    const bool library = input.ConsumeBool();
+    const std::uint32_t portId = pickPort(input);
+    Recorder* const callback = input.ConsumeIntegralInRange(0, 7) == 0
+                                   ? nullptr
+                                   : &recorderFor(ch, portId);
+    Registrations& listed = library ? platform().libraryRegistered : registered;
+    const bool failed =
+        !((library || hccdHandlerSet) && callback != nullptr &&
+          ch < kTableChannels && listed.insert({ch, portId}).second) ||
+        portIndexOf(portId) == kNoPort;
+    tarvik::TrafHandler& target = library ? platform().library : *handler;
+    FUZZ_CHECK(target.hccdControllerRegisterPort(
+                   radio(ch), static_cast<HccdPortId>(portId), callback) ==
+               (failed ? 1U : 0U));
     return failed;
   }
-  checkTrace(run, failed);
-  standin::TraceControl::clearRecords();
-  run.loading[ch] = false;
-  unsigned char byte = 0x5A;
-  return checkedSend(run, ch, 0, &byte, 1);
-}
 
-// A message of fuzzed bytes in a block of its own size (or none), to the
-// run's handler or through either receive entry to the library's; its
-// callback returns or throws. Only the entries catch what is not a
-// std::exception.
-bool receive(Run& run, std::uint32_t channel) {
-  FuzzedDataProvider& input = run.input;
-  const bool viaEntry = input.ConsumeBool();
-  const std::uint32_t ch = viaEntry ? 1 + (channel & 1U) : channel;
-  const std::uint32_t portIndex = run.port();
-  auto reaction = input.ConsumeEnum<Reaction>();
-  if (!viaEntry && reaction == Reaction::ThrowOther) {
-    reaction = Reaction::Return;
+  // During a load a message is dropped with success.
+  bool sendMessage(std::uint32_t ch) {
+    const std::uint32_t portId = pickPort(input);
+    std::vector<unsigned char> bytes(
+        input.ConsumeIntegralInRange<std::size_t>(0, 16));
+    const std::size_t sentBefore = platform().hccd.sendCount();
+    const bool paused = ch < kTableChannels && loading[ch];
+    const bool failed =
+        ch >= kTableChannels ||
+        (!paused && (portIndexOf(portId) == kNoPort || !hccdHandlerSet));
+    FUZZ_CHECK(
+        handler->hccdControllerSendMessage(
+            radio(ch), static_cast<HccdPortId>(portId), bytes.data(),
+            static_cast<unsigned int>(bytes.size())) == (failed ? 1U : 0U) &&
+        platform().hccd.sendCount() == sentBefore + (failed || paused ? 0 : 1));
+    return failed;
   }
-  const bool nullData = input.ConsumeIntegralInRange(0, 15) == 0;
-  auto length = input.ConsumeIntegralInRange<unsigned int>(0, 64);
-  std::vector<unsigned char> bytes;
-  std::unique_ptr<unsigned char[]> block;
-  if (!nullData) {
-    bytes = input.ConsumeBytes<unsigned char>(length);
-    length = static_cast<unsigned int>(bytes.size());
-    block = std::make_unique<unsigned char[]>(length);
-    std::copy(bytes.begin(), bytes.end(), block.get());
-  }
-  const std::uint32_t portId = portIdOf(portIndex);
-  const Registrations& registered =
-      viaEntry ? platform().libraryRegistered : run.registered;
-  const bool reaches = portId != kNoPort && registered.count({ch, portId}) != 0;
-  Recorder& expected = recorderFor(ch, portId);
-  expected.reaction = reaction;
-  expected.clear();
-  Recorder::runs = 0;
-  if (viaEntry) {
-    auto* const entry = ch == 1 ? &hccDataReceivedCt1 : &hccDataReceivedCt2;
-    FUZZ_CHECK(entry(nullptr, block.get(), length, portIndex) == 0);
-  } else {
-    run.handler->invokeHccdPortCallback(radio(ch), block.get(), length,
-                                        portIndex);
-  }
-  expected.reaction = Reaction::Return;
-  FUZZ_CHECK(Recorder::runs == (reaches ? 1U : 0U));
-  const trafhandler_testing::ReceivedHccdMessage sent{
-      bytes, length, static_cast<HccdPortId>(portId)};
-  FUZZ_CHECK(!reaches || expected.messages() == std::vector{sent});
-  return !reaches || reaction != Reaction::Return;
-}
 
-// Initialising or deinitialising clears the served channels' load marks; a
-// first initialisation with more than two channels says that it serves two.
-// Doing either twice does nothing.
-bool lifecycle(Run& run, std::uint32_t /*channel*/) {
-  const bool initialize = run.input.ConsumeBool();
-  if (initialize) {
-    FUZZ_CHECK(run.handler->initialize(platform().hccd) == 0);
-  } else {
-    run.handler->deinitialize();
+  // Tap rates or XAUI packet size: what is handed back is the drivers'.
+  bool driverValues(std::uint32_t ch) {
+    const auto which = input.ConsumeIntegralInRange(0, 2);
+    unsigned int value = 0;
+    unsigned int idle = 0;
+    const std::uint32_t status =
+        which == 0   ? handler->rlaGetRatesForTaps(radio(ch), value, idle)
+        : which == 1 ? handler->dspIfGetXauiPacketSize(value)
+                     : handler->dspIfSetXauiPacketSize(
+                           input.ConsumeIntegral<std::uint32_t>());
+    FUZZ_CHECK(status <= 1 &&
+               (status == 1 || which != 0 || ch < kTableChannels) &&
+               fromDriver(value, which == 0 ? 3 * ch + 1 : kXauiDriver) &&
+               fromDriver(idle, 3 * ch + 2));
+    return status != 0;
   }
-  if (initialize == run.initialized) {
+
+  // Module initialisation or a load phase: 0 or 0x8000, always 0x8000 beyond
+  // the tables, but the pre-load phase answers 0 all the same (with a failure
+  // line). Whatever the post-load phase's outcome, sending resumes.
+  bool phase(std::uint32_t ch) {
+    const auto which = input.ConsumeIntegralInRange(0, 2);
+    const bool served = ch < kTableChannels;
+    std::uint32_t status = served ? 0 : kPhaseFailure;
+    if (which == 0) {
+      status = handler->doOnModuleInit(radio(ch));
+    } else if (which == 1) {
+      FUZZ_CHECK(handler->doOnPhasePreFrameformatLoad(radio(ch)) == 0);
+    } else {
+      status = handler->doOnPhasePostFrameformatLoad(radio(ch));
+    }
+    if (served && which != 0) {
+      loading[ch] = which == 1;
+    }
+    FUZZ_CHECK(status == kPhaseFailure || (status == 0 && served));
+    return status != 0;
+  }
+
+  // A message (or none) to the run's handler, or through an entry to the
+  // library's; the callback returns or throws. Only entries catch anything.
+  bool receive(std::uint32_t channel) {
+    const bool viaEntry = input.ConsumeBool();
+    const std::uint32_t ch = viaEntry ? 1 + (channel & 1U) : channel;
+    const std::uint32_t portIndex = pickPort(input);
+    Recorder::reaction = static_cast<Reaction>(
+        input.ConsumeIntegralInRange(0, viaEntry ? 2 : 1));
+    auto bytes = input.ConsumeBytes<unsigned char>(
+        input.ConsumeIntegralInRange<std::size_t>(0, 64));
+    const auto length = static_cast<unsigned int>(bytes.size());
+    const bool nullData = input.ConsumeIntegralInRange(0, 15) == 0;
+    const std::uint32_t portId = portIndex < kNoPort
+                                     ? nodefacts::kPortIdOfPortIndex[portIndex]
+                                     : kNoPort;
+    const bool reaches = portId != kNoPort &&
+                         (viaEntry ? platform().libraryRegistered : registered)
+                                 .count({ch, portId}) != 0;
+    Recorder& expected = recorderFor(ch, portId);
+    expected.clear();
+    Recorder::runs = 0;
+    unsigned char* const data = nullData ? nullptr : bytes.data();
+    if (viaEntry) {
+      auto* const entry = ch == 1 ? &hccDataReceivedCt1 : &hccDataReceivedCt2;
+      FUZZ_CHECK(entry(nullptr, data, length, portIndex) == 0);
+    } else {
+      handler->invokeHccdPortCallback(radio(ch), data, length, portIndex);
+    }
+    const trafhandler_testing::ReceivedHccdMessage sent{
+        nullData ? std::vector<unsigned char>{} : bytes, length,
+        static_cast<HccdPortId>(portId)};
+    FUZZ_CHECK(Recorder::runs == (reaches ? 1U : 0U) &&
+               (!reaches || expected.messages() == std::vector{sent}));
+    return !reaches || Recorder::reaction != Reaction::Return;
+  }
+
+  // Initialising or deinitialising clears the served channels' load marks;
+  // an initialisation with more than two channels says that it serves two.
+  // Doing either twice does nothing.
+  bool lifecycle(std::uint32_t /*channel*/) {
+    const bool initialize = input.ConsumeBool();
+    if (initialize) {
+      FUZZ_CHECK(handler->initialize(platform().hccd) == 0);
+    } else {
+      handler->deinitialize();
+    }
+    if (initialize == initialized) {
+      return false;
+    }
+    loading[1] = loading[1] && channelCount < 1;  // unless served
+    loading[2] = loading[2] && channelCount < 2;
+    initialized = initialize;
+    hccdHandlerSet = hccdHandlerSet || initialize;
+    return initialize && channelCount > 2;
+  }
+
+  // Any driver may start answering other statuses and values.
+  bool changeDriver(std::uint32_t /*channel*/) {
+    auto& target =
+        driver(input.ConsumeIntegralInRange<std::size_t>(0, kXauiDriver));
+    target.setWriteStatus(pickStatus(input));
+    target.setReadStatus(pickStatus(input));
+    target.setReadStores(input.ConsumeBool(), input.ConsumeBool());
+    target.setValue(input.ConsumeIntegral<std::uint32_t>());
+    standin::FakeDriverLayer::instance().setGetInterfaceStatus(
+        target.name(), pickStatus(input), input.ConsumeBool());
     return false;
   }
-  for (std::uint32_t ch = 1; ch <= std::min(run.channelCount, 2U); ++ch) {
-    run.loading[ch] = false;
-  }
-  run.initialized = initialize;
-  run.hccdHandlerSet = run.hccdHandlerSet || initialize;
-  return initialize && run.channelCount > 2;
-}
+};
 
-// Before initialisation there are no module objects: one failure line for
-// each served channel.
-bool registerPhases(Run& run, std::uint32_t /*channel*/) {
-  const std::uint32_t served = std::min(run.channelCount, 2U);
-  FUZZ_CHECK(run.handler->registerPhases() == 0);
-  FUZZ_CHECK(!run.initialized ||
-             standin::ModuleManager::instance().modules().size() == served);
-  const bool silent = run.initialized || run.threshold == 0;
-  FUZZ_CHECK(failureLines() == (silent ? 0U : served));
-  standin::TraceControl::clearRecords();
-  return false;
-}
+}  // namespace
 
-// Any driver may start answering other statuses and values.
-bool changeDriver(Run& run, std::uint32_t /*channel*/) {
-  FuzzedDataProvider& input = run.input;
-  FakeDriver& target =
-      *platform()
-           .drivers[input.ConsumeIntegralInRange<std::size_t>(0, kXauiDriver)];
-  target.setWriteStatus(pickStatus(input));
-  target.setReadStatus(pickStatus(input));
-  target.setReadStores(input.ConsumeBool(), input.ConsumeBool());
-  target.setValue(input.ConsumeIntegral<std::uint32_t>());
-  FakeDriverLayer::instance().setGetInterfaceStatus(
-      target.name(), pickStatus(input), input.ConsumeBool());
-  return false;
-}
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
+                                      std::size_t size) {
+  static constexpr bool (Run::*kSteps[])(std::uint32_t) = {
+      &Run::registerPort, &Run::sendMessage, &Run::driverValues, &Run::phase,
+      &Run::receive,      &Run::lifecycle,   &Run::changeDriver};
 
-bool changeFrameFormat(Run& run, std::uint32_t /*channel*/) {
-  FuzzedDataProvider& input = run.input;
-  const auto ch = input.ConsumeIntegralInRange<std::uint32_t>(0, 2);
-  const std::string name = "IFrameFormat_" + std::to_string(ch);
-  standin::FakeFrameFormat& frameFormat = platform().frameFormats[ch];
-  frameFormat.setFecType(input.ConsumeIntegral<std::int32_t>());
-  frameFormat.setXauiPacketSize(input.ConsumeIntegral<std::uint32_t>());
-  IInterface* const entries[] = {&frameFormat, &platform().foreign, nullptr};
-  const auto pick = input.ConsumeIntegralInRange<std::size_t>(0, 3);
-  (void)InterfaceBroker::getInstance()->unregisterInterface(name, nullptr);
-  if (pick < std::size(entries)) {  // else absent
-    (void)InterfaceBroker::getInstance()->registerInterface(name,
-                                                            entries[pick]);
-  }
-  return false;
-}
-
-// Every input starts from the same node: drivers that answer success, frame
-// formats on channels 1 and 2, empty logs.
-void resetPlatform(std::uint32_t threshold) {
+  // Each input starts from succeeding drivers, two frame formats, no logs.
+  FuzzedDataProvider input(data, size);
+  const auto threshold = input.ConsumeIntegralInRange<std::uint32_t>(0, 6);
   standin::TraceControl::setThreshold("OVT.TRAF", threshold);
-  standin::TraceControl::clearRecords();
   standin::TraceControl::resetCounters();
-  Platform& node = platform();
-  for (std::size_t i = 0; i < node.drivers.size(); ++i) {
-    FakeDriver& target = *node.drivers[i];
+  for (std::size_t i = 0; i <= kXauiDriver; ++i) {
+    auto& target = driver(i);
     target.setWriteStatus(0);
     target.setReadStatus(0);
     target.setReadStores(true, false);
     target.setValue(static_cast<std::uint32_t>(100 + i));
     target.clearCalls();
-    FakeDriverLayer::instance().setGetInterfaceStatus(target.name(), 0);
+    standin::FakeDriverLayer::instance().setGetInterfaceStatus(target.name(),
+                                                               0);
   }
-  FakeDriverLayer::instance().clearRequests();
+  standin::FakeDriverLayer::instance().clearRequests();
   InterfaceBrokerControl::reset();
-  for (const std::uint32_t ch : {1U, 2U}) {
+  for (const char* const name : {"IFrameFormat_1", "IFrameFormat_2"}) {
     (void)InterfaceBroker::getInstance()->registerInterface(
-        "IFrameFormat_" + std::to_string(ch), &node.frameFormats[ch]);
+        name, &platform().frameFormat);
   }
-  node.hccd.clearCalls();
+  platform().hccd.clearCalls();
   standin::ModuleManager::instance().clearEvents();
-}
 
-}  // namespace
-
-extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
-  // Lives as long as the process: the handler stops its services at exit.
-  static auto* const transport = new standin::FakeHccdHandler();
-  (void)libraryHandler().initialize(*transport);
-  return 0;
-}
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
-                                      std::size_t size) {
-  using Step = bool (*)(Run&, std::uint32_t);
-  static constexpr Step kSteps[] = {
-      registerPort,     sendMessage, startStop,      rlaGetRatesForTaps,
-      xauiPacketSize,   moduleInit,  preLoad,        postLoad,
-      receive,          lifecycle,   registerPhases, changeDriver,
-      changeFrameFormat};
-
-  FuzzedDataProvider input(data, size);
-  Run run{input};
-  run.threshold = input.ConsumeIntegralInRange<std::uint32_t>(0, 6);
-  resetPlatform(run.threshold);
-  run.channelCount =
-      input.PickValueInArray<std::uint32_t>({0U, 1U, 2U, 3U, 0xFFFFFFFFU});
-  run.handler = std::make_unique<tarvik::TrafHandler>(radio(run.channelCount));
+  Run run(input, input.PickValueInArray<std::uint32_t>({0U, 1U, 2U, 3U, ~0U}));
   while (input.remaining_bytes() > 0) {
     standin::TraceControl::clearRecords();
-    const Step step = input.PickValueInArray(kSteps);
-    checkTrace(run, step(run, pickChannel(input)));
+    // A channel: mostly one of the tables' or just beyond, sometimes any.
+    const std::uint32_t ch = input.ConsumeIntegralInRange(0, 7) == 0
+                                 ? input.ConsumeIntegral<std::uint32_t>()
+                                 : input.ConsumeIntegralInRange(0U, 3U);
+    const bool failed = (run.*input.PickValueInArray(kSteps))(ch);
+    std::size_t lines = 0;
+    for (const auto& record : standin::TraceControl::records()) {
+      lines += record.object == "OVT.TRAF" && record.level == QEL_TRACE_LEVEL_1;
+    }
+    FUZZ_CHECK(lines == (failed && threshold >= 1 ? 1U : 0U));
   }
   run.handler.reset();
   // Tracing off: the facility is not even called.
-  FUZZ_CHECK(run.threshold != 0 ||
+  FUZZ_CHECK(threshold != 0 ||
              standin::TraceControl::logCalls("OVT.TRAF") == 0);
   return 0;
 }
