@@ -28,7 +28,6 @@ class FrameFormatLoadTest : public testsupport::TrafficFixture {
   // Initialised first: initialisation forgets the channel drivers.
   FrameFormatLoadTest() { (void)handler->initialize(hccd); }
 
-  // Sends one byte on port 0 of `channel`; returns the status.
   std::uint32_t send(RadioChannel channel) {
     unsigned char byte = 0x5A;
     return handler->hccdControllerSendMessage(
@@ -101,50 +100,6 @@ TEST_F(FrameFormatLoadTest, LoadMarkOfAChannelOutsideTheTablesIsIgnored) {
   EXPECT_THAT(sentCtIndexes(), ElementsAre(0U, 1U));
 }
 
-// A loaded frame format's values, and the word the FEC type driver gets.
-struct ValuesCase {
-  std::int32_t fecType = 5;
-  std::uint32_t xauiPacketSize = 1500;
-  std::uint32_t fecTypeWord = 5;
-};
-
-void PrintTo(const ValuesCase& c, std::ostream* out) { *out << c.fecType; }
-
-class LoadedValuesTest : public FrameFormatLoadTest,
-                         public testing::WithParamInterface<ValuesCase> {};
-
-TEST_P(LoadedValuesTest, ReachTheDriversUnchangedAndAreConfirmed) {
-  const ValuesCase& c = GetParam();
-  bindChannel(1);
-  frameFormat1.setFecType(c.fecType);
-  frameFormat1.setXauiPacketSize(c.xauiPacketSize);
-
-  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0U);
-
-  EXPECT_THAT(writtenValues(kFec1), ElementsAre(c.fecTypeWord));
-  EXPECT_THAT(writtenValues(kXaui), ElementsAre(c.xauiPacketSize));
-  EXPECT_THAT(
-      traceLines(),
-      ElementsAre(Line{6, kPostLoad, ""},
-                  Line{4, kPostLoad,
-                       "FEC type is set to " + std::to_string(c.fecType) +
-                           " and early warning threshold updated"}));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    FecTypes, LoadedValuesTest,
-    testing::Values(ValuesCase{},
-                    testsupport::row<ValuesCase>([](ValuesCase& c) {
-                      c.fecType = -7;
-                      c.xauiPacketSize = 0;
-                      c.fecTypeWord = 0xFFFFFFF9U;
-                    }),
-                    testsupport::row<ValuesCase>([](ValuesCase& c) {
-                      c.fecType = INT32_MIN;
-                      c.xauiPacketSize = 0xFFFFFFFFU;
-                      c.fecTypeWord = 0x80000000U;
-                    })));
-
 // What module initialisation left unbound for channel 1.
 enum class Missing { Nothing, FecTypeDriver, FrameFormat, XauiDriver };
 
@@ -157,6 +112,9 @@ struct LoadCase {
   bool confirmed = true;  // the level 4 line on the FEC type
   const char* failure = nullptr;
   std::size_t writes = 2;  // of the FEC type, then of the XAUI packet size
+  std::int32_t fecType = 5;
+  std::uint32_t xauiPacketSize = 1500;
+  std::uint32_t fecTypeWord = 5;  // the FEC type as its driver gets it
 };
 
 void PrintTo(const LoadCase& c, std::ostream* out) { *out << c.label; }
@@ -198,13 +156,25 @@ std::vector<LoadCase> loadCases() {
         c.xauiWriteStatus = 32768;
         c.failure = " Failed to write XAUI packet size to driver";
       }),
+      row<LoadCase>([](LoadCase& c) {
+        c.label = "NegativeFecTypeReachesTheDriverUnchanged";
+        c.fecType = -7;
+        c.xauiPacketSize = 0;
+        c.fecTypeWord = 0xFFFFFFF9U;
+      }),
+      row<LoadCase>([](LoadCase& c) {
+        c.label = "LowestFecTypeReachesTheDriverUnchanged";
+        c.fecType = INT32_MIN;
+        c.xauiPacketSize = 0xFFFFFFFFU;
+        c.fecTypeWord = 0x80000000U;
+      }),
   };
 }
 
 class PostLoadTest : public FrameFormatLoadTest,
                      public testing::WithParamInterface<LoadCase> {};
 
-TEST_P(PostLoadTest, ClearsTheFlagThenWritesUntilTheFirstFailure) {
+TEST_P(PostLoadTest, ClearsTheFlagThenWritesLoadedValuesUntilTheFirstFailure) {
   const LoadCase& c = GetParam();
   const std::string names[] = {"", kFec1, "", kXaui};
   bindChannel(1, names[static_cast<int>(c.missing)],
@@ -215,6 +185,8 @@ TEST_P(PostLoadTest, ClearsTheFlagThenWritesUntilTheFirstFailure) {
   if (c.missing != Missing::XauiDriver) {
     driver(kXaui).setWriteStatus(c.xauiWriteStatus);
   }
+  frameFormat1.setFecType(c.fecType);
+  frameFormat1.setXauiPacketSize(c.xauiPacketSize);
   ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1), 0U);
   forgetHistory();
 
@@ -224,17 +196,18 @@ TEST_P(PostLoadTest, ClearsTheFlagThenWritesUntilTheFirstFailure) {
   std::vector<Line> expected{{6, kPostLoad, ""}};
   if (c.confirmed) {
     expected.push_back({4, kPostLoad,
-                        "FEC type is set to 5 and early warning threshold "
-                        "updated"});
+                        "FEC type is set to " + std::to_string(c.fecType) +
+                            " and early warning threshold updated"});
   }
   if (c.failure != nullptr) {
     expected.push_back({1, kPostLoad, c.failure});
   }
   EXPECT_EQ(traceLines(), expected);
   EXPECT_EQ(writtenValues(kFec1),
-            std::vector<std::uint32_t>(std::min<std::size_t>(c.writes, 1), 5));
+            std::vector<std::uint32_t>(std::min<std::size_t>(c.writes, 1),
+                                       c.fecTypeWord));
   EXPECT_EQ(writtenValues(kXaui),
-            std::vector<std::uint32_t>(c.writes / 2, 1500));
+            std::vector<std::uint32_t>(c.writes / 2, c.xauiPacketSize));
   // Whatever failed, the load is over for the senders.
   EXPECT_EQ(send(RadioChannel_1), 0U);
   EXPECT_THAT(sentCtIndexes(), ElementsAre(0U));
