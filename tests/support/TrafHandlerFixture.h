@@ -77,7 +77,6 @@ inline ITrafHandler::HccdPortId portId(std::uint32_t id) {
 
 using nodefacts::kNoPort;
 
-// `from` maps to `to` (or `kNoPort`).
 struct PortRow {
   std::uint32_t from;
   std::uint32_t to;
@@ -110,8 +109,7 @@ inline std::vector<unsigned> ctIndexesOf(
   return ctIndexes;
 }
 
-// A client callback that fails the way a test asks; the shipped recorder
-// cannot fail.
+// A client callback that fails the way a test asks (the recorder cannot).
 struct FailingCallback : ITrafHandler::HccdPortCallback {
   explicit FailingCallback(std::function<void()> failure)
       : fail(std::move(failure)) {}

@@ -69,9 +69,6 @@ TEST_P(LoadingChannelTest, SendsOnItAreDroppedUntilItsPostLoadPhase) {
   // Dropped, yet reported as done; ct index is channel - 1.
   EXPECT_EQ(send(static_cast<RadioChannel>(loading)), 0U);
   EXPECT_EQ(send(static_cast<RadioChannel>(other)), 0U);
-  EXPECT_THAT(sentCtIndexes(), ElementsAre(other - 1));
-  EXPECT_THAT(driverCalls(channelDriver(loading, kFecType)), IsEmpty());
-  EXPECT_THAT(driverCalls(kXaui), IsEmpty());
 
   // The platform loads the new frame format.
   (loading == 1 ? frameFormat1 : frameFormat2).setFecType(9);
@@ -80,6 +77,8 @@ TEST_P(LoadingChannelTest, SendsOnItAreDroppedUntilItsPostLoadPhase) {
             0U);
   EXPECT_EQ(send(static_cast<RadioChannel>(loading)), 0U);
 
+  // Exactly these: the send during the load never went out, and nothing
+  // was written before the post-load phase.
   EXPECT_THAT(sentCtIndexes(), ElementsAre(other - 1, loading - 1));
   EXPECT_THAT(writtenValues(channelDriver(loading, kFecType)), ElementsAre(9U));
   EXPECT_THAT(writtenValues(kXaui), ElementsAre(loading == 1 ? 1500U : 9000U));
@@ -109,7 +108,6 @@ struct LoadCase {
   Missing missing = Missing::Nothing;
   std::int32_t fecWriteStatus = 0;
   std::int32_t xauiWriteStatus = 0;
-  bool confirmed = true;  // the level 4 line on the FEC type
   const char* failure = nullptr;
   std::size_t writes = 2;  // of the FEC type, then of the XAUI packet size
   std::int32_t fecType = 5;
@@ -126,21 +124,18 @@ std::vector<LoadCase> loadCases() {
       row<LoadCase>([](LoadCase& c) {
         c.label = "FecTypeDriverUnbound";
         c.missing = Missing::FecTypeDriver;
-        c.confirmed = false;
         c.failure = " FEC type driver interface not found for channel 1";
         c.writes = 0;
       }),
       row<LoadCase>([](LoadCase& c) {
         c.label = "FrameFormatMissing";
         c.missing = Missing::FrameFormat;
-        c.confirmed = false;
         c.failure = " Frame format interface not found for channel 1";
         c.writes = 0;
       }),
       row<LoadCase>([](LoadCase& c) {
         c.label = "FecTypeWriteFails";
         c.fecWriteStatus = 32768;
-        c.confirmed = false;
         c.failure = " Failed to write FEC type to driver for channel 1";
         c.writes = 1;
       }),
@@ -194,7 +189,7 @@ TEST_P(PostLoadTest, ClearsTheFlagThenWritesLoadedValuesUntilTheFirstFailure) {
             c.failure != nullptr ? 0x8000U : 0U);
 
   std::vector<Line> expected{{6, kPostLoad, ""}};
-  if (c.confirmed) {
+  if (c.writes > 0 && c.fecWriteStatus == 0) {  // the FEC type is confirmed
     expected.push_back({4, kPostLoad,
                         "FEC type is set to " + std::to_string(c.fecType) +
                             " and early warning threshold updated"});
