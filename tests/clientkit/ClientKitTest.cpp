@@ -93,7 +93,8 @@ class ClientKitWithModuleTest : public ::testing::Test {
   std::unique_ptr<trafsim::TrafHandlerModule> module;
 };
 
-// The answers that never vary, the flags `mlmGetAisRdi` leaves included.
+// The answers that never vary, the flags `mlmGetAisRdi` leaves included:
+// client tests rely on an unstubbed mock giving them as the module does.
 std::vector<std::uint32_t> fixedAnswers(ITrafHandler& handler) {
   bool ais = true;
   bool rdi = false;
@@ -109,8 +110,6 @@ std::vector<std::uint32_t> fixedAnswers(ITrafHandler& handler) {
           handler.isLinkUp(RadioChannel_2)};
 }
 
-// Client tests rely on an unstubbed mock behaving like the module where the
-// module's answer never varies.
 TEST_F(ClientKitWithModuleTest, UnstubbedMockAnswersAsTheModuleDoes) {
   ASSERT_NE(module, nullptr);
   ::testing::NiceMock<MockTrafHandler> mock;

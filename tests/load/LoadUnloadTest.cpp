@@ -116,7 +116,6 @@ TEST_F(LoadUnloadTest, ServesTrafficBetweenLoadAndUnload) {
   EXPECT_TRUE(std::any_of(records.begin(), records.end(), [](const auto& r) {
     return r.function == "~TrafHandler";
   }));
-  hccd.setSendHook(nullptr);
 }
 
 }  // namespace

@@ -171,7 +171,6 @@ class TrafHandlerFixture : public ::testing::Test {
     return standin::FakeDriverLayer::instance().driver(name);
   }
 
-  // Clears the trace records and the platform's call logs.
   void forgetHistory() {
     standin::TraceControl::clearRecords();
     standin::TraceControl::resetCounters();

@@ -1,5 +1,4 @@
-// The frame-format load phases: sending paused on the loading channel, and
-// the loaded frame format's FEC type and XAUI packet size written after it.
+// Frame-format load phases: sends held back, then loaded values written.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -70,15 +69,13 @@ TEST_P(LoadingChannelTest, SendsOnItAreDroppedUntilItsPostLoadPhase) {
   EXPECT_EQ(send(static_cast<RadioChannel>(loading)), 0U);
   EXPECT_EQ(send(static_cast<RadioChannel>(other)), 0U);
 
-  // The platform loads the new frame format.
   (loading == 1 ? frameFormat1 : frameFormat2).setFecType(9);
   EXPECT_EQ(standin::ModuleManager::runPhase(
                 *module, standin::Phase::PostFrameformatLoad),
             0U);
   EXPECT_EQ(send(static_cast<RadioChannel>(loading)), 0U);
 
-  // Exactly these: the send during the load never went out, and nothing
-  // was written before the post-load phase.
+  // Exact lists: nothing went out or was written during the load.
   EXPECT_THAT(sentCtIndexes(), ElementsAre(other - 1, loading - 1));
   EXPECT_THAT(writtenValues(channelDriver(loading, kFecType)), ElementsAre(9U));
   EXPECT_THAT(writtenValues(kXaui), ElementsAre(loading == 1 ? 1500U : 9000U));
