@@ -5,11 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <ostream>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -27,14 +29,13 @@ namespace testsupport {
 
 constexpr const char kTraceObject[] = "OVT.TRAF";
 
-// One trace line as the tests compare it.
 struct Line {
   unsigned level;
   std::string function;
   std::string text;
-  bool operator==(const Line& other) const {
-    return level == other.level && function == other.function &&
-           text == other.text;
+  bool operator==(const Line& o) const {
+    return std::tie(level, function, text) ==
+           std::tie(o.level, o.function, o.text);
   }
 };
 
@@ -55,14 +56,11 @@ inline std::vector<Line> traceLines() {
   return lines;
 }
 
-// Lines of one level only.
 inline std::vector<Line> traceLines(unsigned level) {
-  std::vector<Line> lines;
-  for (const Line& line : traceLines()) {
-    if (line.level == level) {
-      lines.push_back(line);
-    }
-  }
+  std::vector<Line> lines = traceLines();
+  lines.erase(std::remove_if(lines.begin(), lines.end(),
+                             [&](const Line& l) { return l.level != level; }),
+              lines.end());
   return lines;
 }
 
@@ -70,7 +68,6 @@ using nodefacts::channelDriver;
 constexpr const char* kFecType = nodefacts::kFecTypeSuffix;
 constexpr const char* kXaui = nodefacts::kXauiPacketSizeDriver;
 
-// A channel or a port id of any value, valid or not.
 inline RadioChannel channel(std::uint32_t value) {
   return static_cast<RadioChannel>(value);
 }
@@ -80,7 +77,6 @@ inline ITrafHandler::HccdPortId portId(std::uint32_t id) {
 
 using nodefacts::kNoPort;
 
-// One row of a port numbering table: `from` maps to `to` (or `kNoPort`).
 struct PortRow {
   std::uint32_t from;
   std::uint32_t to;
@@ -101,7 +97,6 @@ std::vector<PortRow> portRows(const std::uint32_t (&table)[N]) {
   return rows;
 }
 
-// The ct indexes of the calls of `kind` that `hccd` received, oldest first.
 inline std::vector<unsigned> ctIndexesOf(
     const standin::FakeHccdHandler& hccd,
     standin::FakeHccdHandler::Call::Kind kind) {
@@ -114,8 +109,7 @@ inline std::vector<unsigned> ctIndexesOf(
   return ctIndexes;
 }
 
-// A client callback that fails the way a test asks; the shipped recorder
-// cannot fail.
+// A client callback that fails the way a test asks (the recorder cannot).
 struct FailingCallback : ITrafHandler::HccdPortCallback {
   explicit FailingCallback(std::function<void()> failure)
       : fail(std::move(failure)) {}
@@ -137,7 +131,6 @@ Row row(Edit edit) {
   return result;
 }
 
-// The module id of `channel`'s module object.
 constexpr std::uint32_t moduleId(std::uint32_t channel) {
   return nodefacts::kModuleIdBase + channel;
 }
@@ -168,7 +161,6 @@ class TrafHandlerFixture : public ::testing::Test {
  protected:
   TrafHandlerFixture() { resetPlatform(); }
 
-  // Adds the three drivers of `channel` and the XAUI driver.
   static void addDrivers(unsigned channel) {
     for (const std::string& name : channelDriverNames(channel)) {
       (void)driver(name);
@@ -179,7 +171,6 @@ class TrafHandlerFixture : public ::testing::Test {
     return standin::FakeDriverLayer::instance().driver(name);
   }
 
-  // Clears the trace records and the platform's call logs.
   void forgetHistory() {
     standin::TraceControl::clearRecords();
     standin::TraceControl::resetCounters();
