@@ -157,6 +157,10 @@ INSTANTIATE_TEST_SUITE_P(
 // rate driver must not leave an old idle binding in place.
 enum class Forgetter { Initialize, Deinitialize };
 
+void PrintTo(Forgetter forgetter, std::ostream* out) {
+  *out << (forgetter == Forgetter::Initialize ? "initialize" : "deinitialize");
+}
+
 class ForgottenBindingTest : public testsupport::TrafficFixture,
                              public testing::WithParamInterface<Forgetter> {};
 

@@ -1,6 +1,7 @@
 // What every trace statement of the handler guarantees.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <cerrno>
 #include <filesystem>
@@ -11,6 +12,7 @@
 #include <regex>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "AllocationCounter.h"
@@ -36,9 +38,37 @@ class TraceConventionsTest : public testsupport::TrafficFixture {
     unsigned int size = 0;
     unsigned int dspRate = 0;
     unsigned int idleRate = 0;
-    std::vector<std::uint64_t> seen{handler->registerPhases(),
-                                    handler->initialize(hccd),
-                                    handler->registerPhases()};
+    using testsupport::channel;
+    std::vector<std::uint64_t> seen{
+        handler->hccdControllerStartStop(RadioChannel_1, ITrafHandler::Start),
+        handler->hccdControllerRegisterPort(
+            RadioChannel_1, ITrafHandler::HccdPortId_0, &client),
+        handler->hccdControllerSendMessage(RadioChannel_1,
+                                           ITrafHandler::HccdPortId_0, data, 1),
+        handler->dspIfSetXauiPacketSize(1),
+        handler->dspIfGetXauiPacketSize(size),
+        handler->registerPhases(),
+        handler->initialize(hccd),
+        handler->registerPhases(),
+        handler->doOnPhasePostFrameformatLoad(RadioChannel_2)};
+    // Channel 2's module initialisation fails at each binding in turn.
+    for (const std::string& name :
+         {testsupport::kFec2, testsupport::kDsp2, testsupport::kIdle2,
+          std::string(testsupport::kXaui)}) {
+      seen.push_back(handler->doOnModuleInit(RadioChannel_2));
+      (void)driver(name);
+    }
+    seen.insert(seen.end(),
+                {handler->doOnModuleInit(RadioChannel_2),
+                 handler->doOnModuleInit(channel(3)),
+                 handler->doOnPhasePostFrameformatLoad(channel(3)),
+                 handler->rlaGetRatesForTaps(channel(3), dspRate, idleRate),
+                 handler->hccdControllerSendMessage(
+                     channel(3), ITrafHandler::HccdPortId_0, data, 1),
+                 handler->hccdControllerRegisterPort(
+                     RadioChannel_1, ITrafHandler::HccdPortId_2, nullptr),
+                 handler->hccdControllerRegisterPort(
+                     RadioChannel_1, ITrafHandler::HccdPortId_6, &client)});
     bindChannel(1);
     seen.insert(seen.end(),
                 {handler->doOnModuleInit(RadioChannel_2),
@@ -71,6 +101,23 @@ class TraceConventionsTest : public testsupport::TrafficFixture {
     handler->invokeHccdPortCallback(RadioChannel_2, data, 1, 0);
     handler->invokeHccdPortCallback(RadioChannel_1, data, 1, 1);
     seen.push_back(client.messageCount());
+    // Every driver of channel 1 fails now.
+    for (const std::string& name : testsupport::channelDriverNames(1)) {
+      driver(name).setWriteStatus(32768);
+      driver(name).setReadStatus(32768);
+    }
+    seen.insert(
+        seen.end(),
+        {handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
+         handler->dspIfSetXauiPacketSize(1),
+         handler->dspIfGetXauiPacketSize(size),
+         handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate)});
+    driver(testsupport::kFec1).setWriteStatus(0);
+    driver(testsupport::kDsp1).setReadStatus(0);
+    seen.insert(seen.end(),
+                {handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
+                 handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate),
+                 size, dspRate, idleRate});
     handler->deinitialize();
     seen.push_back(handler->initialize(hccd));
     handler.reset();
@@ -168,6 +215,19 @@ TEST_F(TraceConventionsTest, EveryHeaderNamesTheLineOfItsOwnStatement) {
     ASSERT_NE(function, functionAtLine.end()) << record.line << record.text;
     EXPECT_EQ(function->second, record.function) << record.line;
   }
+}
+
+// A thread cancelled inside the trace facility unwinds through the trace
+// statement and ends: that unwinding is no trace failure to swallow.
+TEST_F(TraceConventionsTest, ThreadEndedInsideTheTraceFacilityEnds) {
+  TraceControl::setPrinter(
+      [](const standin::TraceRecord& /*record*/) { pthread_exit(nullptr); });
+  std::thread([this] {
+    (void)handler->hccdControllerStartStop(RadioChannel_1, ITrafHandler::Start);
+  }).join();
+  TraceControl::setPrinter({});
+
+  EXPECT_THAT(TraceControl::records(), testing::SizeIs(1));
 }
 
 // Module initialisation may bind the XAUI driver on another thread between
