@@ -36,7 +36,8 @@ struct Message {
 struct Traffic {
   // Whether each message was due because its port was registered before it
   // went out, by slot; written by the message's own thread.
-  std::vector<std::uint8_t> due = std::vector<std::uint8_t>(4 * kPerChannel);
+  std::vector<std::uint8_t> due =
+      std::vector<std::uint8_t>(std::size_t{4} * kPerChannel);
   std::atomic<bool> registered[3][kNoPort + 1] = {};  // [channel][port index]
   std::atomic<std::uint32_t> received{0};
   std::atomic<bool> receptionDone{false};

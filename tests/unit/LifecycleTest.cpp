@@ -130,6 +130,8 @@ TEST_F(LifecycleTest, ZeroChannelsStillPublishesAndRegistersNoModule) {
   EXPECT_THAT(ModuleManager::instance().events(), IsEmpty());
   EXPECT_NE(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
   EXPECT_EQ(none.registerPhases(), 0U);
+  // Nothing to register, but the entry is still traced.
+  EXPECT_EQ(testsupport::traceLines().back(), (Line{6, "registerPhases", ""}));
 }
 
 TEST_F(LifecycleTest, ChannelCountAboveTwoServesEachChannelOnce) {

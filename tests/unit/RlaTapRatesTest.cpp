@@ -104,7 +104,7 @@ INSTANTIATE_TEST_SUITE_P(Reads, RlaTapRatesTest,
                          testing::ValuesIn(ratesCases()));
 
 struct UnboundCase {
-  const char* label;
+  const char* label = "";
   RadioChannel channel = RadioChannel_1;
   std::string withoutRecord;  // driver of channel 1 left unbound
 };
