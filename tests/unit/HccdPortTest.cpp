@@ -65,9 +65,10 @@ struct ChannelCase {
   unsigned ctIndex;
   rl::traf::HccdReceiveFunction entry;
 };
-const ChannelCase kChannels[] = {{1, 0, &hccDataReceivedCt1},
-                                 {2, 1, &hccDataReceivedCt2},
-                                 {0, 1, &hccDataReceivedCt2}};
+const ChannelCase kChannels[] = {
+    {/*channel=*/1, /*ctIndex=*/0, /*entry=*/&hccDataReceivedCt1},
+    {/*channel=*/2, /*ctIndex=*/1, /*entry=*/&hccDataReceivedCt2},
+    {/*channel=*/0, /*ctIndex=*/1, /*entry=*/&hccDataReceivedCt2}};
 
 class PortTableTest : public HccdPortTest,
                       public testing::WithParamInterface<PortRow> {};
