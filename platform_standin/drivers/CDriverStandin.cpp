@@ -134,11 +134,21 @@ void FakeDriverLayer::clearRequests() {
   m_requested.clear();
 }
 
+void FakeDriverLayer::rebind(const std::string& name, FakeDriver& driver) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  for (const auto& [boundName, place] : m_bound) {
+    if (boundName == name) {
+      *place = driver.record();
+    }
+  }
+}
+
 void FakeDriverLayer::reset() {
   const std::lock_guard<std::mutex> lock(m_mutex);
   m_drivers.clear();
   m_injected.clear();
   m_requested.clear();
+  m_bound.clear();
 }
 
 std::int32_t FakeDriverLayer::getInterface(CDriver_Interface** out,
@@ -163,6 +173,9 @@ std::int32_t FakeDriverLayer::getInterface(CDriver_Interface** out,
   const bool stores = isFailure(status) ? storesOnFailure : true;
   if (stores && out != nullptr) {
     *out = found != nullptr ? found->record() : nullptr;
+  }
+  if (!isFailure(status) && out != nullptr) {
+    m_bound.emplace_back(wanted, out);
   }
   return status;
 }

@@ -14,6 +14,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CDriver.h"
@@ -83,6 +84,11 @@ class FakeDriverLayer {
   void setGetInterfaceStatus(const std::string& name, std::int32_t status,
                              bool storesOnFailure = false);
 
+  // Stores `driver`'s record through every place that a successful
+  // `CDriver_GetInterface` for `name` was given, as a layer that keeps those
+  // places to move a module over to another driver does.
+  void rebind(const std::string& name, FakeDriver& driver);
+
   // Names passed to `CDriver_GetInterface`, oldest first.
   std::vector<std::string> requestedNames() const;
   void clearRequests();
@@ -108,6 +114,7 @@ class FakeDriverLayer {
   std::vector<std::unique_ptr<FakeDriver>> m_allDrivers;
   std::vector<Injected> m_injected;
   std::vector<std::string> m_requested;
+  std::vector<std::pair<std::string, CDriver_Interface**>> m_bound;
 };
 
 }  // namespace standin

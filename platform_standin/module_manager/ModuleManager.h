@@ -68,7 +68,7 @@ class ModuleManager {
   // Called by `ModuleInterface` and its registrator.
   void constructed(const ModuleInterface& module);
   unsigned int add(ModuleInterface& module);
-  void remove(ModuleInterface& module);
+  void remove(ModuleInterface& module) noexcept;
 
  private:
   ModuleManager() = default;

@@ -1,6 +1,7 @@
 #include "ModuleManager.h"
 
 #include <algorithm>
+#include <new>
 
 namespace standin {
 
@@ -101,11 +102,16 @@ unsigned int ModuleManager::add(ModuleInterface& module) {
   return 0;
 }
 
-void ModuleManager::remove(ModuleInterface& module) {
+void ModuleManager::remove(ModuleInterface& module) noexcept {
   const std::lock_guard<std::mutex> lock(m_mutex);
   m_modules.erase(std::remove(m_modules.begin(), m_modules.end(), &module),
                   m_modules.end());
-  log(Event::Destroyed, module);
+  // Called from a destructor: without memory for the record, the object
+  // still leaves, unlogged.
+  try {
+    log(Event::Destroyed, module);
+  } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch)
+  }
 }
 
 }  // namespace standin
@@ -121,8 +127,11 @@ unsigned int CModuleManagerRegistrator::registerModule() {
   if (m_registered) {
     return 1;
   }
+  // Registered only once the manager has taken it: a registration that
+  // failed for want of memory can be made again.
+  const unsigned int result = standin::ModuleManager::instance().add(m_module);
   m_registered = true;
-  return standin::ModuleManager::instance().add(m_module);
+  return result;
 }
 
 ModuleInterface::ModuleInterface(unsigned int moduleId, const std::string& name,
