@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "AllocationCounter.h"
 #include "FakeHccdHandler.h"
 #include "InterfaceBrokerControl.h"
 #include "ModuleLoader.h"
@@ -23,24 +24,30 @@ bool libraryStillLoaded() {
   return true;
 }
 
-// The destructor runs at dlclose and must not let a failing trace facility
-// end the process.
-TEST(LoadUnloadTest, UnloadWithAFailingTraceFacilityLeavesTheProcessRunning) {
-  InterfaceBrokerControl::reset();
-  std::string error;
-  const std::unique_ptr<trafsim::TrafHandlerModule> module =
-      trafsim::TrafHandlerModule::load(OVT_TRAF_HANDLER_LIBRARY, error);
-  ASSERT_NE(module, nullptr) << error;
-  standin::FakeHccdHandler hccd;
-  (void)module->getInstance(RadioChannel_2);
-  (void)module->initialize(hccd);
-  standin::TraceControl::setThrowing("OVT.TRAF", false, true);
+// The destructor runs at dlclose and must neither end the process nor
+// leave the module published, whatever fails in it: the trace facility, or
+// every allocation.
+TEST(LoadUnloadTest, UnloadInAFailingPlatformLeavesTheProcessRunning) {
+  for (const bool withoutMemory : {false, true}) {
+    InterfaceBrokerControl::reset();
+    std::string error;
+    const std::unique_ptr<trafsim::TrafHandlerModule> module =
+        trafsim::TrafHandlerModule::load(OVT_TRAF_HANDLER_LIBRARY, error);
+    ASSERT_NE(module, nullptr) << error;
+    standin::FakeHccdHandler hccd;
+    (void)module->getInstance(RadioChannel_2);
+    (void)module->initialize(hccd);
+    standin::TraceControl::setThrowing("OVT.TRAF", false, !withoutMemory);
+    {
+      const testsupport::AllocationFailure failure(
+          withoutMemory ? 1 : 0, testsupport::AllocationFailure::FromThenOn);
+      (void)module->unload(error);
+    }
+    standin::TraceControl::setThrowing("OVT.TRAF", false, false);
 
-  EXPECT_TRUE(module->unload(error)) << error;
-  standin::TraceControl::setThrowing("OVT.TRAF", false, false);
-
-  EXPECT_FALSE(hccd.isServiceRunning(0));
-  EXPECT_FALSE(libraryStillLoaded());
+    EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
+    EXPECT_FALSE(libraryStillLoaded()) << withoutMemory;
+  }
 }
 
 }  // namespace

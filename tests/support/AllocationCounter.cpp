@@ -11,11 +11,27 @@
 namespace {
 
 thread_local std::size_t allocationCount = 0;
+// The count at which allocations start to fail; 0 while none is to fail.
+thread_local std::size_t failingFrom = 0;
+thread_local bool failingOnce = false;
+thread_local bool failedOne = false;
+
+bool mustFail() {
+  if (failingFrom == 0 || allocationCount < failingFrom ||
+      (failingOnce && allocationCount > failingFrom)) {
+    return false;
+  }
+  failedOne = true;
+  return true;
+}
 using Align = std::align_val_t;
 constexpr Align kDefault{alignof(std::max_align_t)};
 
 void* allocateOrNull(std::size_t size, Align alignment) noexcept {
   ++allocationCount;
+  if (mustFail()) {
+    return nullptr;
+  }
   void* memory = nullptr;
   const std::size_t align =
       std::max(static_cast<std::size_t>(alignment), sizeof(void*));
@@ -35,6 +51,16 @@ void* allocate(std::size_t size, Align alignment) {
 }  // namespace
 
 std::size_t testsupport::threadAllocationCount() { return allocationCount; }
+
+testsupport::AllocationFailure::AllocationFailure(std::size_t nth, Mode mode) {
+  failingFrom = nth == 0 ? 0 : allocationCount + nth;
+  failingOnce = mode == Once;
+  failedOne = false;
+}
+
+testsupport::AllocationFailure::~AllocationFailure() { failingFrom = 0; }
+
+bool testsupport::AllocationFailure::failed() const { return failedOne; }
 
 using Tag = std::nothrow_t;
 void* operator new(std::size_t n) { return allocate(n, kDefault); }

@@ -1,5 +1,6 @@
 // Counts the heap allocations made by the calling thread, for tests that
-// prove a path allocates nothing. Linking this replaces the global
+// prove a path allocates nothing, and makes chosen ones fail, for tests of
+// what a path does without memory. Linking this replaces the global
 // `operator new` of the test program.
 #ifndef TESTS_SUPPORT_ALLOCATIONCOUNTER_H
 #define TESTS_SUPPORT_ALLOCATIONCOUNTER_H
@@ -15,6 +16,22 @@ std::size_t threadAllocationCount();
 struct AllocationScope {
   std::size_t count() const { return threadAllocationCount() - start; }
   std::size_t start = threadAllocationCount();
+};
+
+// While it lives, allocations of this thread fail from the `nth` one (1 is
+// the next; 0 makes none fail) on: that one only (`Once`), or every one from
+// it on (`FromThenOn`). A throwing `operator new` then throws `std::bad_alloc`,
+// a non-throwing one answers null.
+class AllocationFailure {
+ public:
+  enum Mode { Once, FromThenOn };
+  AllocationFailure(std::size_t nth, Mode mode);
+  ~AllocationFailure();
+  AllocationFailure(const AllocationFailure&) = delete;
+  AllocationFailure& operator=(const AllocationFailure&) = delete;
+
+  // Whether an allocation was made to fail so far.
+  bool failed() const;
 };
 
 }  // namespace testsupport

@@ -226,8 +226,22 @@ std::vector<Refused> refused() {
       }),
       row<Refused>([](Refused& c) {
         c.name = "RegisterNullCallback";
+        c.port = 7;
         c.nullCallback = true;
-        c.text = "ct 1: PortId 5 not registered, null callback";
+        c.text = "ct 1: PortId 7 not registered, null callback";
+      }),
+      // The duplicate and channel checks come before every other refusal.
+      row<Refused>([](Refused& c) {
+        c.name = "RegisterDuplicateWithNullCallback";
+        c.nullCallback = true;
+        c.text = refusedText(1, 5);
+      }),
+      row<Refused>([](Refused& c) {
+        c.name = "RegisterOnChannelThreeBeforeInitialize";
+        c.channel = 3;
+        c.initialized = false;
+        c.nullCallback = true;
+        c.text = refusedText(3, 5);
       }),
       row<Refused>([](Refused& c) {
         c.name = "RegisterBeforeInitialize";

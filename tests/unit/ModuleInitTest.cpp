@@ -41,6 +41,26 @@ TEST_F(ModuleInitTest, XauiDriverIsRequestedAgainWhileUnbound) {
   EXPECT_THAT(requestedNames(), ElementsAre(kFec2, kDsp2, kIdle2, kXaui));
 }
 
+// The driver layer is given the handler's own bindings, which it may change
+// later; none of them is a copy.
+TEST_F(ModuleInitTest, DriverLayerCanRebindEveryBindingItWasGiven) {
+  bindChannel(1);
+  auto& layer = standin::FakeDriverLayer::instance();
+  for (const std::string& name : testsupport::channelDriverNames(1)) {
+    layer.rebind(name, driver("new " + name));
+    driver("new " + name).setValue(3);
+  }
+  unsigned int dspRate = 0;
+  unsigned int idleRate = 0;
+
+  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0U);
+  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate), 0U);
+
+  EXPECT_EQ(driver("new " + kFec1).value(), 5U);
+  EXPECT_EQ(driver("new " + std::string(kXaui)).value(), 1500U);
+  EXPECT_EQ(dspRate + idleRate, 6U);
+}
+
 TEST_F(ModuleInitTest, SecondInitialisationReplacesTheFrameFormatObject) {
   bindChannel(1);
   standin::FakeFrameFormat replacement(-3, 64);

@@ -19,7 +19,13 @@
 // Exceptions: none leaves an operation, except `std::system_error` where a
 // standard mutex fails to lock (the operations that take one say so). A
 // trace facility that throws changes no status and no state. Trace texts show
-// numbers in plain decimal whatever the global locale.
+// numbers in plain decimal whatever the global locale; a text that cannot be
+// composed whole for want of memory is not sent at all.
+//
+// Memory running out, or a platform call that throws: the operation stops
+// there and answers its failure status (an operation with a fixed answer
+// keeps it), with the level-1 trace "Not completed: " and what was thrown.
+// The same call made again once memory is back does the whole job.
 //
 // The contract below is the traffic handler's; "Default" gives what the
 // interface itself answers where it has a body.
@@ -140,12 +146,14 @@ class ITrafHandler : public virtual IInterface {
   // not even by `deinitialize`; one per (channel, port id).
   //
   // Returns 0 when registered (level-3 trace). Returns 1 with a level-1
-  // trace, nothing listed and the HCC-D handler not called: before
-  // `initialize`, for a null callback, a channel of 3 or more, and a
-  // (channel, port id) already registered. Returns 1 with a level-1 trace for
+  // trace, nothing listed and the HCC-D handler not called, checked in this
+  // order: a channel of 3 or more or a (channel, port id) already registered,
+  // before `initialize`, a null callback. Returns 1 with a level-1 trace for
   // a port id without port index (6, 15 and above): the HCC-D handler is not
   // called, yet the pair stays listed, so registering it again is refused as
-  // a duplicate. Channel 0 is registered (on ct 1) but never receives.
+  // a duplicate. A pair that the HCC-D handler could not bind (it threw) is
+  // withdrawn again, with 1. Channel 0 is registered (on ct 1) but never
+  // receives.
   //
   // Any thread, a port callback included. Takes the registration mutex,
   // which the receive dispatch never takes (`std::system_error` if it fails

@@ -25,6 +25,7 @@
 
 #include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -88,16 +89,22 @@ class TrafHandler final : public ITrafHandler {
   // Already initialised: does nothing, and `hccdHandler` is not kept.
   //
   // Returns 0 in every case; the registry's and the HCC-D handler's results
-  // are not looked at. Precondition: the platform's interface registry, trace
-  // facility and module manager are up. Start-up thread only, no other call
-  // into the library under way. Allocates (module objects); takes no lock.
+  // are not looked at. Without memory for the module objects it changes
+  // nothing; when registering or starting a service throws, it stops there
+  // and stays uninitialised. Either way it leaves a level-1 trace, and the
+  // next call makes every step again. Precondition: the platform's interface
+  // registry, trace facility and module manager are up. Start-up thread
+  // only, no other call into the library under way. Allocates (module
+  // objects); takes no lock.
   OVT_TRAF_API std::uint32_t initialize(rl::traf::HccdHandlerBase& hccdHandler);
 
   // Stops the HCC-D services, withdraws "ITrafHandler", destroys the module
   // objects (which leave the module manager) and forgets the per-channel
   // driver bindings. Port registrations, frame-format objects, the XAUI
   // driver and the HCC-D handler are kept for a later `initialize`. Not
-  // initialised: does nothing.
+  // initialised: does nothing. A stop or the withdrawal that throws is
+  // skipped with a level-1 trace: the rest is still done, and the handler
+  // ends uninitialised.
   //
   // Shut-down thread only, with no phase, client call or reception under
   // way. Frees memory; allocates none; takes no lock.
@@ -167,10 +174,35 @@ class TrafHandler final : public ITrafHandler {
 
  private:
   using DriverTable = std::array<CDriver_Interface*, kChannelTableSize>;
+  using PhaseHandlerTable =
+      std::array<std::unique_ptr<TarvikPhaseHandler>, kChannelTableSize>;
+
+  // The served channels in serving order. Making the list allocates
+  // nothing, so that a tear-down cannot fail for want of memory.
+  class ServedChannels {
+   public:
+    void append(RadioChannel channel) { m_channels[m_count++] = channel; }
+    const RadioChannel* begin() const { return m_channels.data(); }
+    const RadioChannel* end() const { return m_channels.data() + m_count; }
+
+   private:
+    std::array<RadioChannel, kChannelTableSize> m_channels{};
+    std::size_t m_count = 0;
+  };
 
   static RadioChannel toRadioChannel(std::uint32_t number);
-  std::vector<RadioChannel> servedRadioChannels() const;
-  void startStopServedChannels(Action action);
+  ServedChannels servedRadioChannels() const;
+  // Forgets the per-channel driver bindings and the load mark of `channel`.
+  void forgetBindings(RadioChannel channel);
+  // Starts or stops the HCC-D service of `channel`; what the HCC-D handler
+  // throws goes on to the caller.
+  void startStopService(RadioChannel channel, Action action) const;
+  // Why registering `portId` of `channel` is refused before it is listed,
+  // or null. Under the registration mutex.
+  const char* refusalOf(RadioChannel channel, HccdPortId portId,
+                        const HccdPortCallback* callback) const;
+  // Withdraws a registration that could not be bound.
+  void unlistRegistration(RadioChannel channel, HccdPortId portId);
 
   RadioChannel m_numberOfChannels;
   bool m_initialized;
@@ -179,8 +211,7 @@ class TrafHandler final : public ITrafHandler {
   DriverTable m_idleTrafficRateDriver;
   CDriver_Interface* m_xauiPacketSizeDriver;
   std::vector<HccdRegistration> m_hccdPortCallbacks;
-  std::array<std::unique_ptr<TarvikPhaseHandler>, kChannelTableSize>
-      m_phaseHandlers;
+  PhaseHandlerTable m_phaseHandlers;
   std::map<RadioChannel, IFrameFormat*> m_frameFormats;
   rl::traf::HccdHandlerBase* m_hccdHandler;
   std::array<bool, kChannelTableSize> m_frameFormatLoadInProgress;

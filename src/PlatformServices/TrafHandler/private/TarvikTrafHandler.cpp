@@ -5,9 +5,11 @@
 // names this file.
 #include "TarvikTrafHandler.h"
 
+#include <optional>
 #include <stdexcept>
 
 #include "DriverAccess.h"
+#include "EntryGuard.h"
 #include "TarvikPhaseHandler.h"
 #include "TrafTrace.h"
 
@@ -122,21 +124,39 @@ std::ostream& operator<<(std::ostream& out, const FirstByte& byte) {
                        << ": Data: " << FirstByte{data, length});
 }
 
-[[noreturn, gnu::cold, gnu::noinline]] void throwInvalidPortIndex(
-    unsigned int portIndex) {
-  PlainTextStream error;
-  error << "Invalid HccdPortIndex to HccdPortId conversion: " << portIndex;
-  throw std::invalid_argument(error.str());
+// Throws `std::invalid_argument` with the text that `compose` writes into
+// a stream. Returns instead when there is no memory for the whole text: the
+// message is dropped either way, and a cut text would mislead.
+template <class Compose>
+void raiseInvalidArgument(const Compose& compose) {
+  std::optional<std::invalid_argument> error;
+  try {
+    PlainTextStream text;
+    compose(text);
+    error.emplace(text.str());
+  } catch (const std::exception&) {
+    return;
+  }
+  throw *error;
 }
 
-[[noreturn, gnu::cold, gnu::noinline]] void throwPortNotFound(
-    RadioChannel channel, const unsigned char* data, unsigned int length,
-    unsigned int portIndex, std::uint32_t portId) {
-  PlainTextStream error;
-  error << "Port id " << portId << " not found, portIndex: " << portIndex
-        << ", for ct " << static_cast<unsigned>(channel)
-        << ": Data: " << FirstByte{data, length};
-  throw std::invalid_argument(error.str());
+[[gnu::cold, gnu::noinline]] void raiseInvalidPortIndex(
+    unsigned int portIndex) {
+  raiseInvalidArgument([&](std::ostream& text) {
+    text << "Invalid HccdPortIndex to HccdPortId conversion: " << portIndex;
+  });
+}
+
+[[gnu::cold, gnu::noinline]] void raisePortNotFound(RadioChannel channel,
+                                                    const unsigned char* data,
+                                                    unsigned int length,
+                                                    unsigned int portIndex,
+                                                    std::uint32_t portId) {
+  raiseInvalidArgument([&](std::ostream& text) {
+    text << "Port id " << portId << " not found, portIndex: " << portIndex
+         << ", for ct " << static_cast<unsigned>(channel)
+         << ": Data: " << FirstByte{data, length};
+  });
 }
 
 [[gnu::cold, gnu::noinline]] void traceReceiveException(
@@ -186,29 +206,19 @@ RadioChannel TrafHandler::toRadioChannel(std::uint32_t number) {
   return RadioChannel_1;
 }
 
-std::vector<RadioChannel> TrafHandler::servedRadioChannels() const {
+TrafHandler::ServedChannels TrafHandler::servedRadioChannels() const {
   // A count above two would repeat channel 1; each channel is served once.
   const std::uint32_t count = m_numberOfChannels < kMaxServedChannels
                                   ? m_numberOfChannels
                                   : kMaxServedChannels;
-  std::vector<RadioChannel> channels;
-  channels.reserve(count);
+  ServedChannels channels;
   for (std::uint32_t n = 1; n <= count; ++n) {
-    channels.push_back(toRadioChannel(n));
+    channels.append(toRadioChannel(n));
   }
   return channels;
 }
 
-void TrafHandler::startStopServedChannels(Action action) {
-  // A virtual call through the interface, as any other module would make it.
-  // This object is the library's single instance.
-  const ITrafHandler& self = *this;
-  for (const RadioChannel channel : servedRadioChannels()) {
-    (void)self.hccdControllerStartStop(channel, action);
-  }
-}
-
-std::uint32_t TrafHandler::registerPhases() {
+std::uint32_t TrafHandler::registerPhases() try {
   TRAF_TRACE_ENTER("registerPhases");
   for (const RadioChannel channel : servedRadioChannels()) {
     TarvikPhaseHandler* const phaseHandler = m_phaseHandlers[channel].get();
@@ -223,8 +233,10 @@ std::uint32_t TrafHandler::registerPhases() {
   }
   return 0;
 }
+TRAF_CATCH_ALL("registerPhases", 0)
 
-std::uint32_t TrafHandler::initialize(rl::traf::HccdHandlerBase& hccdHandler) {
+std::uint32_t TrafHandler::initialize(
+    rl::traf::HccdHandlerBase& hccdHandler) try {
   TRAF_TRACE_ENTER("initialize");
   if (m_initialized) {
     return 0;
@@ -236,25 +248,51 @@ std::uint32_t TrafHandler::initialize(rl::traf::HccdHandlerBase& hccdHandler) {
                        << static_cast<unsigned>(m_numberOfChannels)
                        << " above 2, serving channels 1 and 2");
   }
+  const ServedChannels channels = servedRadioChannels();
+  // Every module object is made before anything changes: without the memory
+  // for one, the handler stays as it was.
+  PhaseHandlerTable created;
+  for (const RadioChannel channel : channels) {
+    created[channel] = std::make_unique<TarvikPhaseHandler>(channel, *this);
+  }
   m_hccdHandler = &hccdHandler;
-  for (const RadioChannel channel : servedRadioChannels()) {
-    m_fecTypeDriver[channel] = nullptr;
-    m_dspRateDriver[channel] = nullptr;
-    m_idleTrafficRateDriver[channel] = nullptr;
+  for (const RadioChannel channel : channels) {
+    forgetBindings(channel);
     // The old module object goes only once the new one is in its slot.
     std::unique_ptr<TarvikPhaseHandler> previous =
-        std::exchange(m_phaseHandlers[channel],
-                      std::make_unique<TarvikPhaseHandler>(channel, *this));
+        std::exchange(m_phaseHandlers[channel], std::move(created[channel]));
     previous.reset();
-    m_frameFormatLoadInProgress[channel] = false;
   }
   (void)InterfaceBroker::getInstance()->registerInterface(
       kRegistryName, static_cast<IInterface*>(this));
-  startStopServedChannels(Start);
+  // A start that fails leaves the handler uninitialised, so that the next
+  // `initialize` makes every step again.
+  for (const RadioChannel channel : channels) {
+    startStopService(channel, Start);
+  }
   m_initialized = true;
   TRAF_TRACE_MSG(QEL_TRACE_LEVEL_3, "initialize", "Initialize done.");
   return 0;
 }
+TRAF_CATCH_ALL("initialize", 0)
+
+namespace {
+
+// Runs one step of a tear-down; true when it completed. A tear-down goes on
+// to its end whatever one step meets: it also runs when the library is
+// unloaded, and whatever is left undone then stays undone.
+template <class Step>
+bool tearDownStep(const Step& step) {
+  try {
+    step();
+    return true;
+  } catch (...) {
+    rethrowIfItMustPass();
+    return false;
+  }
+}
+
+}  // namespace
 
 void TrafHandler::deinitialize() {
   TRAF_TRACE_ENTER("deinitialize");
@@ -262,21 +300,36 @@ void TrafHandler::deinitialize() {
     return;
   }
   TRAF_TRACE_MSG(QEL_TRACE_LEVEL_3, "deinitialize", "Deinitialize needed.");
-  startStopServedChannels(Stop);
-  (void)InterfaceBroker::getInstance()->unregisterInterface(kRegistryName,
-                                                            nullptr);
-  for (const RadioChannel channel : servedRadioChannels()) {
-    m_fecTypeDriver[channel] = nullptr;
-    m_dspRateDriver[channel] = nullptr;
-    m_idleTrafficRateDriver[channel] = nullptr;
+  const ServedChannels channels = servedRadioChannels();
+  bool completed = true;
+  for (const RadioChannel channel : channels) {
+    completed &= tearDownStep([&] { startStopService(channel, Stop); });
+  }
+  completed &= tearDownStep([&] {
+    (void)InterfaceBroker::getInstance()->unregisterInterface(kRegistryName,
+                                                              nullptr);
+  });
+  for (const RadioChannel channel : channels) {
+    forgetBindings(channel);
     // Empty the slot first, then destroy the module object.
     std::unique_ptr<TarvikPhaseHandler> previous =
         std::move(m_phaseHandlers[channel]);
     previous.reset();
-    m_frameFormatLoadInProgress[channel] = false;
   }
   m_initialized = false;
+  if (!completed) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "deinitialize",
+                   "A platform call failed; the rest was done");
+  }
   TRAF_TRACE_MSG(QEL_TRACE_LEVEL_3, "deinitialize", "Deinitialize done!");
+}
+
+void TrafHandler::forgetBindings(RadioChannel channel) {
+  m_fecTypeDriver[channel] = nullptr;
+  m_dspRateDriver[channel] = nullptr;
+  m_idleTrafficRateDriver[channel] = nullptr;
+  // Start-up and shut-down own the handler: no other thread reads the mark.
+  m_frameFormatLoadInProgress[channel] = false;
 }
 
 std::uint32_t TrafHandler::mlmSetChannelStatus(RadioChannel /*channel*/,
@@ -300,7 +353,7 @@ std::uint32_t TrafHandler::rliResetI2C(RadioChannel /*channel*/) { return 2; }
 std::uint32_t TrafHandler::getNumberOfNativeRlChannel() { return 0; }
 
 std::uint32_t TrafHandler::hccdControllerStartStop(RadioChannel channel,
-                                                   Action action) const {
+                                                   Action action) const try {
   if (action != Start && action != Stop) {
     return 0;
   }
@@ -312,6 +365,12 @@ std::uint32_t TrafHandler::hccdControllerStartStop(RadioChannel channel,
     // was started.
     return 0;
   }
+  startStopService(channel, action);
+  return 0;
+}
+TRAF_CATCH_ALL("hccdControllerStartStop", 0)
+
+void TrafHandler::startStopService(RadioChannel channel, Action action) const {
   switch (action) {
     case Start:
       TRAF_TRACE_MSG(QEL_TRACE_LEVEL_3, "hccdControllerStartStop",
@@ -326,39 +385,49 @@ std::uint32_t TrafHandler::hccdControllerStartStop(RadioChannel channel,
       (void)m_hccdHandler->stopService(ctIndex(channel));
       break;
   }
-  return 0;
+}
+
+namespace {
+
+// Why a registration is refused before it is listed; the texts follow
+// "ct <channel>: PortId <port id>".
+constexpr const char kAlreadyRegistered[] =
+    " already registered or channel not allowed";
+constexpr const char kNoHccdHandler[] =
+    " not registered, no HCC-D handler, initialize first";
+constexpr const char kNullCallback[] = " not registered, null callback";
+
+}  // namespace
+
+const char* TrafHandler::refusalOf(RadioChannel channel, HccdPortId portId,
+                                   const HccdPortCallback* callback) const {
+  if (channel > RadioChannel_2) {
+    return kAlreadyRegistered;
+  }
+  for (const HccdRegistration& registration : m_hccdPortCallbacks) {
+    if (registration.first == channel && registration.second.portId == portId) {
+      return kAlreadyRegistered;
+    }
+  }
+  if (m_hccdHandler == nullptr) {
+    return kNoHccdHandler;
+  }
+  if (callback == nullptr) {
+    return kNullCallback;
+  }
+  return nullptr;
 }
 
 std::uint32_t TrafHandler::hccdControllerRegisterPort(
-    RadioChannel channel, HccdPortId portId, HccdPortCallback* callback) {
+    RadioChannel channel, HccdPortId portId, HccdPortCallback* callback) try {
   TRAF_TRACE_ENTER_TEXT("hccdControllerRegisterPort",
                         "ct=" << static_cast<unsigned>(channel));
-  if (m_hccdHandler == nullptr) {
-    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccdControllerRegisterPort",
-                   "ct " << static_cast<unsigned>(channel) << ": PortId "
-                         << static_cast<unsigned>(portId)
-                         << " not registered, no HCC-D handler, initialize "
-                            "first");
-    return 1;
-  }
-  if (callback == nullptr) {
-    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccdControllerRegisterPort",
-                   "ct " << static_cast<unsigned>(channel) << ": PortId "
-                         << static_cast<unsigned>(portId)
-                         << " not registered, null callback");
-    return 1;
-  }
-  bool refused = channel > RadioChannel_2;
-  if (!refused) {
-    const std::lock_guard<std::mutex> lock(m_hccdRegistrationMutex);
-    for (const HccdRegistration& registration : m_hccdPortCallbacks) {
-      if (registration.first == channel &&
-          registration.second.portId == portId) {
-        refused = true;
-        break;
-      }
-    }
-    if (!refused) {
+  const char* refusal = nullptr;
+  {
+    const std::unique_lock<std::mutex> lock =
+        lockOrRaise(m_hccdRegistrationMutex);
+    refusal = refusalOf(channel, portId, callback);
+    if (refusal == nullptr) {
       m_hccdPortCallbacks.push_back({channel, {portId, callback}});
       if (portId < kHccdPortIdCount) {
         m_hccdDispatchTable[channel][portId].store(callback,
@@ -366,11 +435,10 @@ std::uint32_t TrafHandler::hccdControllerRegisterPort(
       }
     }
   }
-  if (refused) {
+  if (refusal != nullptr) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccdControllerRegisterPort",
                    "ct " << static_cast<unsigned>(channel) << ": PortId "
-                         << static_cast<unsigned>(portId)
-                         << " already registered or channel not allowed");
+                         << static_cast<unsigned>(portId) << refusal);
     return 1;
   }
   const std::uint32_t portIndex = toHccdPortIndex(portId);
@@ -382,7 +450,14 @@ std::uint32_t TrafHandler::hccdControllerRegisterPort(
     return 1;
   }
   const rl::traf::HccdReceiveBinding binding{nullptr, receiveFunction(channel)};
-  (void)m_hccdHandler->registerPort(ctIndex(channel), portIndex, binding);
+  try {
+    (void)m_hccdHandler->registerPort(ctIndex(channel), portIndex, binding);
+  } catch (...) {
+    // Not bound: unlisted again, so that the same registration can be made
+    // once the HCC-D handler takes it.
+    unlistRegistration(channel, portId);
+    throw;
+  }
   TRAF_TRACE_MSG(QEL_TRACE_LEVEL_3, "hccdControllerRegisterPort",
                  "Registered HCCD portId " << static_cast<unsigned>(portId)
                                            << " (portIndex: " << portIndex
@@ -390,10 +465,27 @@ std::uint32_t TrafHandler::hccdControllerRegisterPort(
                                            << static_cast<unsigned>(channel));
   return 0;
 }
+TRAF_CATCH_ALL("hccdControllerRegisterPort", 1)
 
-std::uint32_t TrafHandler::hccdControllerSendMessage(
-    RadioChannel channel, HccdPortId portId, unsigned char* data,
-    unsigned int length) const {
+void TrafHandler::unlistRegistration(RadioChannel channel, HccdPortId portId) {
+  const std::unique_lock<std::mutex> lock =
+      lockOrRaise(m_hccdRegistrationMutex);
+  m_hccdDispatchTable[channel][portId].store(nullptr,
+                                             std::memory_order_release);
+  for (auto it = m_hccdPortCallbacks.begin(); it != m_hccdPortCallbacks.end();
+       ++it) {
+    if (it->first == channel && it->second.portId == portId) {
+      m_hccdPortCallbacks.erase(it);
+      return;
+    }
+  }
+}
+
+std::uint32_t TrafHandler::hccdControllerSendMessage(RadioChannel channel,
+                                                     HccdPortId portId,
+                                                     unsigned char* data,
+                                                     unsigned int length) const
+    try {
   if (!isTableChannel(channel)) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccdControllerSendMessage",
                    "ct " << static_cast<unsigned>(channel)
@@ -403,7 +495,8 @@ std::uint32_t TrafHandler::hccdControllerSendMessage(
   }
   bool loadInProgress = false;
   {
-    const std::lock_guard<std::mutex> lock(m_frameFormatLoadMutex);
+    const std::unique_lock<std::mutex> lock =
+        lockOrRaise(m_frameFormatLoadMutex);
     loadInProgress = m_frameFormatLoadInProgress[channel];
   }
   if (loadInProgress) {
@@ -427,6 +520,7 @@ std::uint32_t TrafHandler::hccdControllerSendMessage(
   (void)m_hccdHandler->sendMessage(ctIndex(channel), portIndex, data, length);
   return 0;
 }
+TRAF_CATCH_ALL("hccdControllerSendMessage", 1)
 
 void TrafHandler::invokeHccdPortCallback(RadioChannel channel,
                                          unsigned char* data,
@@ -443,14 +537,16 @@ void TrafHandler::invokeHccdPortCallback(RadioChannel channel,
     }
     const std::uint32_t portId = toHccdPortId(portIndex);
     if (portId == kInvalidHccdPortId) {
-      throwInvalidPortIndex(portIndex);
+      raiseInvalidPortIndex(portIndex);
+      return;
     }
     HccdPortCallback* const callback =
         isTableChannel(channel) ? m_hccdDispatchTable[channel][portId].load(
                                       std::memory_order_acquire)
                                 : nullptr;
     if (callback == nullptr) {
-      throwPortNotFound(channel, data, length, portIndex, portId);
+      raisePortNotFound(channel, data, length, portIndex, portId);
+      return;
     }
     const HccdPortId clientPortId = static_cast<HccdPortId>(portId);
     callback->onHccdDataReceived(data, length, clientPortId);
@@ -465,7 +561,7 @@ std::vector<TrafHandler::HccdRegistration> TrafHandler::hccdPortRegistrations()
   return m_hccdPortCallbacks;
 }
 
-std::uint32_t TrafHandler::doOnModuleInit(RadioChannel channel) {
+std::uint32_t TrafHandler::doOnModuleInit(RadioChannel channel) try {
   TRAF_TRACE_ENTER("doOnModuleInit");
   if (!isTableChannel(channel)) {
     TRAF_TRACE_MSG(
@@ -495,18 +591,12 @@ std::uint32_t TrafHandler::doOnModuleInit(RadioChannel channel) {
     return kPhaseFailure;
   }
   // The XAUI driver is common to all channels: the first channel to get
-  // here binds it. Bound into a local and stored whole, so that other
-  // threads never see the layer's work in progress; what the layer leaves
-  // there on failure is kept as well.
-  if (m_xauiPacketSizeDriver == nullptr) {
-    CDriver_Interface* xauiDriver = nullptr;
-    const bool bound = bindDriver(&xauiDriver, kXauiPacketSizeDriverName);
-    m_xauiPacketSizeDriver = xauiDriver;
-    if (!bound) {
-      TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnModuleInit",
-                     " Failed to get " << kXauiPacketSizeDriverName);
-      return kPhaseFailure;
-    }
+  // here binds it.
+  if (m_xauiPacketSizeDriver == nullptr &&
+      !bindDriver(&m_xauiPacketSizeDriver, kXauiPacketSizeDriverName)) {
+    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnModuleInit",
+                   " Failed to get " << kXauiPacketSizeDriverName);
+    return kPhaseFailure;
   }
   PlainTextStream frameFormatName;
   frameFormatName << "IFrameFormat"
@@ -522,13 +612,14 @@ std::uint32_t TrafHandler::doOnModuleInit(RadioChannel channel) {
   m_frameFormats[channel] = frameFormat;
   return kPhaseSuccess;
 }
+TRAF_CATCH_ALL("doOnModuleInit", kPhaseFailure)
 
 void TrafHandler::indicateFrameFormatLoadInProgress(RadioChannel channel,
                                                     bool inProgress) {
   if (!isTableChannel(channel)) {
     return;
   }
-  const std::lock_guard<std::mutex> lock(m_frameFormatLoadMutex);
+  const std::unique_lock<std::mutex> lock = lockOrRaise(m_frameFormatLoadMutex);
   m_frameFormatLoadInProgress[channel] = inProgress;
 }
 
@@ -545,7 +636,8 @@ std::uint32_t TrafHandler::doOnPhasePreFrameformatLoad(RadioChannel channel) {
   return kPhaseSuccess;
 }
 
-std::uint32_t TrafHandler::doOnPhasePostFrameformatLoad(RadioChannel channel) {
+std::uint32_t TrafHandler::doOnPhasePostFrameformatLoad(
+    RadioChannel channel) try {
   TRAF_TRACE_ENTER("doOnPhasePostFrameformatLoad");
   if (!isTableChannel(channel)) {
     TRAF_TRACE_MSG(
@@ -600,8 +692,9 @@ std::uint32_t TrafHandler::doOnPhasePostFrameformatLoad(RadioChannel channel) {
   }
   return kPhaseSuccess;
 }
+TRAF_CATCH_ALL("doOnPhasePostFrameformatLoad", kPhaseFailure)
 
-std::uint32_t TrafHandler::dspIfSetXauiPacketSize(unsigned int size) {
+std::uint32_t TrafHandler::dspIfSetXauiPacketSize(unsigned int size) try {
   CDriver_Interface* const xauiDriver = m_xauiPacketSizeDriver;
   if (xauiDriver == nullptr) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "dspIfSetXauiPacketSize",
@@ -615,8 +708,9 @@ std::uint32_t TrafHandler::dspIfSetXauiPacketSize(unsigned int size) {
   }
   return 0;
 }
+TRAF_CATCH_ALL("dspIfSetXauiPacketSize", 1)
 
-std::uint32_t TrafHandler::dspIfGetXauiPacketSize(unsigned int& size) {
+std::uint32_t TrafHandler::dspIfGetXauiPacketSize(unsigned int& size) try {
   CDriver_Interface* const xauiDriver = m_xauiPacketSizeDriver;
   if (xauiDriver == nullptr) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "dspIfGetXauiPacketSize",
@@ -632,10 +726,11 @@ std::uint32_t TrafHandler::dspIfGetXauiPacketSize(unsigned int& size) {
   size = value;
   return 0;
 }
+TRAF_CATCH_ALL("dspIfGetXauiPacketSize", 1)
 
 std::uint32_t TrafHandler::rlaGetRatesForTaps(RadioChannel channel,
                                               unsigned int& dspRate,
-                                              unsigned int& idleRate) {
+                                              unsigned int& idleRate) try {
   if (!isTableChannel(channel)) {
     TRAF_TRACE_MSG(
         QEL_TRACE_LEVEL_1, "rlaGetRatesForTaps",
@@ -664,6 +759,7 @@ std::uint32_t TrafHandler::rlaGetRatesForTaps(RadioChannel channel,
   idleRate = idleValue;
   return 0;
 }
+TRAF_CATCH_ALL("rlaGetRatesForTaps", 1)
 
 }  // namespace tarvik
 

@@ -6,7 +6,8 @@
 // (source path, its line, the enclosing operation). Numbers are written in
 // plain decimal whatever global locale the platform has installed. A
 // statement never throws: what the trace facility or the composition throws
-// ends in the statement, except the unwinding of a cancelled thread.
+// ends in the statement, except the unwinding of a cancelled thread. A text
+// that could not be composed whole (no memory) is not sent at all.
 #ifndef SRC_PLATFORMSERVICES_TRAFHANDLER_PRIVATE_TRAFTRACE_H
 #define SRC_PLATFORMSERVICES_TRAFHANDLER_PRIVATE_TRAFTRACE_H
 
@@ -41,10 +42,14 @@ class ErrnoGuard {
 
 // A string stream for texts that others read (traces, exception texts,
 // names): numbers in plain decimal, never grouped or otherwise localised by
-// the global locale.
+// the global locale. A text that cannot be written whole (no memory) throws
+// what the writing threw, rather than leaving a cut text behind.
 class PlainTextStream : public std::ostringstream {
  public:
-  PlainTextStream() { imbue(std::locale::classic()); }
+  PlainTextStream() {
+    imbue(std::locale::classic());
+    exceptions(std::ios::badbit);
+  }
 };
 
 // The unwinding of a cancelled or exiting thread has no exception object: the
