@@ -28,9 +28,12 @@ test: build
 # Benchmarks of the HCC-D paths, with their ratios; not part of `make test`.
 # Colour only on a terminal; what each ratio means: bench/README.md.
 bench: build
+	@./tools/install-deps.sh bench
 	@echo "== Google Benchmark's output (its notices and table); the module's figures are the ratios at the end =="
 	@./build/host/bench/trafhandler_benchmarks
-	@echo "== Ratios and goals: bench/README.md =="
+	@echo
+	@./bench/count-receive-instructions.sh build/host
+	@echo "== Ratios, instruction counts and goals: bench/README.md =="
 
 # The board build (32-bit ARM hard-float), its tests run under qemu-arm.
 target-deps:

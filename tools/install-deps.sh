@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages a build needs, when missing.
-# Usage: tools/install-deps.sh host|target|sanitizers|coverage|memcheck|lint|build-options
+# Usage: tools/install-deps.sh host|target|sanitizers|coverage|memcheck|lint|build-options|bench
 set -euo pipefail
 
 packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev
@@ -11,10 +11,12 @@ case "${1:-host}" in
   sanitizers) packages+=(clang libclang-rt-14-dev) ;;
   coverage) packages+=(gcovr) ;;
   memcheck) packages+=(valgrind) ;;
+  # Instructions per received message are counted by callgrind.
+  bench) packages+=(valgrind) ;;
   lint) packages+=(clang clang-format clang-tidy git) ;;
   # The option combinations compile the same sources again and again.
   build-options) packages+=(ccache) ;;
-  *) echo "usage: $0 host|target|sanitizers|coverage|memcheck|lint|build-options" >&2; exit 2 ;;
+  *) echo "usage: $0 host|target|sanitizers|coverage|memcheck|lint|build-options|bench" >&2; exit 2 ;;
 esac
 
 missing=()

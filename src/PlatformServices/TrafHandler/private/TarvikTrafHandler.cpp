@@ -791,19 +791,20 @@ std::ostream& operator<<(std::ostream& out, const UnknownException& what) {
 
 // Both entries reach the one traffic handler; a C transport cannot take a
 // C++ exception, so nothing leaves them but the unwinding of a cancelled
-// transport thread, which must reach the thread's start. Flattened: the
-// transport calls it for every message, and only the cold failure paths
-// stay out of line.
+// transport thread, which must reach the thread's start. Flattened, and made
+// once per channel: the transport calls it for every message, the channel's
+// row of the dispatch table is then a constant, and only the cold failure
+// paths stay out of line.
+template <RadioChannel kChannel>
 [[gnu::flatten]] TRAF_RETHROWS_THREAD_UNWINDING int dispatchReceived(
-    RadioChannel channel, unsigned char* data, unsigned int length,
-    unsigned int portIndex) {
+    unsigned char* data, unsigned int length, unsigned int portIndex) {
   try {
     tarvik::theInstance(RadioChannel_1)
-        .invokeHccdPortCallback(channel, data, length, portIndex);
+        .invokeHccdPortCallback(kChannel, data, length, portIndex);
   } catch (const abi::__forced_unwind&) {
     throw;
   } catch (...) {
-    traceUnknownException(channel, portIndex);
+    traceUnknownException(kChannel, portIndex);
   }
   return 0;
 }
@@ -812,10 +813,10 @@ std::ostream& operator<<(std::ostream& out, const UnknownException& what) {
 
 extern "C" int hccDataReceivedCt1(void* /*context*/, unsigned char* data,
                                   unsigned int length, unsigned int portIndex) {
-  return dispatchReceived(RadioChannel_1, data, length, portIndex);
+  return dispatchReceived<RadioChannel_1>(data, length, portIndex);
 }
 
 extern "C" int hccDataReceivedCt2(void* /*context*/, unsigned char* data,
                                   unsigned int length, unsigned int portIndex) {
-  return dispatchReceived(RadioChannel_2, data, length, portIndex);
+  return dispatchReceived<RadioChannel_2>(data, length, portIndex);
 }
