@@ -1,10 +1,13 @@
 # Debian packages of the install components, built with CPack
 # (`cpack -G DEB --config <build>/CPackConfig.cmake`):
 #
-#   libovttrafhandler<major>   runtime: the stripped library and its SONAME
-#                              link, for the board's root file system
-#   libovttrafhandler-dev      development: the headers, the .so link, the
-#                              CMake package and the pkg-config files
+#   libovttrafhandler<major>   runtime: the stripped library, its SONAME
+#                              link and libOvtTrafHandler.so, for the board's
+#                              root file system
+#   libovttrafhandler-dev      development: the headers, the CMake package
+#                              and the pkg-config files; depends on the
+#                              runtime package, which brings the link the
+#                              linker reads
 #
 # The architecture is the one of the compiler (armhf in the board build) and
 # the run-time dependencies are computed by dpkg-shlibdeps from the library.
@@ -53,6 +56,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libovttrafhandler-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "${OVT_DEB_RUNTIME_NAME} (= ${PROJECT_VERSION})")
+
 # The board's package names for the cross toolchain's runtimes, taken from
 # the toolchain packages' own shlibs files (see CPackCrossShlibs.cmake).
 if(CMAKE_CROSSCOMPILING AND OVT_DEB_ARCH)

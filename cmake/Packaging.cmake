@@ -2,10 +2,12 @@
 # target root file system and what client-module developers build against.
 #
 # Components (`cmake --install <build> --component <name>`):
-#   runtime      libOvtTrafHandler.so.<version> and its SONAME link
-#   development  the .so link, ITrafHandler.h, TarvikTrafHandler.h (the
-#                lifecycle calls), the platform declarations,
-#                the CMake package and the pkg-config files
+#   runtime      libOvtTrafHandler.so.<version>, its SONAME link and the
+#                unversioned link libOvtTrafHandler.so, the name the
+#                platform opens the module by
+#   development  ITrafHandler.h, TarvikTrafHandler.h (the lifecycle calls),
+#                the platform declarations, the CMake package and the
+#                pkg-config files
 #   testing      the test-support headers for client modules
 #   standin      the host stand-in platform (registry, module manager, HCC-D
 #                handler, drivers, frame formats, trace), for trying a client
@@ -23,7 +25,6 @@ install(TARGETS OvtTrafHandler
   EXPORT OvtTrafHandlerTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     COMPONENT runtime
-    NAMELINK_COMPONENT development
   FILE_SET HEADERS DESTINATION ${OVT_INSTALL_INCLUDEDIR}
     COMPONENT development)
 install(TARGETS ovt_traf_handler_client
