@@ -3,7 +3,7 @@
 # architecture, version and dependencies, and the files of each package.
 # The runtime package holds the stripped library, its SONAME link and the
 # name libOvtTrafHandler.so; the development package the rest. Both install
-# into one root. Then, on the runtime package
+# into one root, and each carries the licence. Then, on the runtime package
 # alone, the two programs of OVT_PROGRAMS (RuntimePackageProgram.cpp) find
 # the module there: one opens it by name, the other is linked against it.
 # A cross build runs them under its emulator.
@@ -71,7 +71,8 @@ foreach(deb IN ITEMS "${runtime_deb}" "${dev_deb}")
     ovt_expect("${contents}" "${name} files"
       " ${lib}/libOvtTrafHandler\\.so\\.${version_pattern}\n"
       " ${lib}/libOvtTrafHandler\\.so\\.${major} -> libOvtTrafHandler\\.so\\.${version_pattern}\n"
-      " ${lib}/libOvtTrafHandler\\.so -> libOvtTrafHandler\\.so\\.${major}\n")
+      " ${lib}/libOvtTrafHandler\\.so -> libOvtTrafHandler\\.so\\.${major}\n"
+      " ./usr/share/doc/${runtime}/copyright\n")
     # The board's package names, not the build machine's cross packages.
     if(info MATCHES "\n Depends: [^\n]*-cross")
       string(APPEND failures "\n  ${name} depends on a cross-toolchain package")
@@ -90,7 +91,8 @@ foreach(deb IN ITEMS "${runtime_deb}" "${dev_deb}")
       " ${inc}/testing/MockTrafHandler\\.h\n"
       " ${lib}/cmake/OvtTrafHandler/OvtTrafHandlerConfig\\.cmake\n"
       " ${lib}/pkgconfig/OvtTrafHandler\\.pc\n"
-      " ${lib}/pkgconfig/OvtTrafHandlerLibrary\\.pc\n")
+      " ${lib}/pkgconfig/OvtTrafHandlerLibrary\\.pc\n"
+      " ./usr/share/doc/${dev}/copyright\n")
     if(contents MATCHES "libOvtTrafHandler\\.so|standin")
       string(APPEND failures "\n  ${name} holds runtime or stand-in files")
     endif()
@@ -104,6 +106,21 @@ file(MAKE_DIRECTORY "${root}/var/lib/dpkg/info" "${root}/var/lib/dpkg/updates")
 file(TOUCH "${root}/var/lib/dpkg/status")
 ovt_run(ignored dpkg "--root=${root}" --force-not-root --force-architecture
   --log=/dev/null --unpack "${runtime_deb}" "${dev_deb}")
+# The licence, in Debian's machine-readable format with the full text.
+foreach(package IN ITEMS ${runtime} ${dev})
+  set(copyright_file "${root}/usr/share/doc/${package}/copyright")
+  if(EXISTS "${copyright_file}")
+    file(READ "${copyright_file}" copyright)
+  else()
+    set(copyright "")
+  endif()
+  ovt_expect("${copyright}" "${package} copyright"
+    "^Format: https://www\\.debian\\.org/doc/packaging-manuals/copyright-format/1\\.0/\n"
+    "\n\nFiles: \\*\nCopyright: [^\n]+\nLicense: Apache-2\\.0\n"
+    "\n\nLicense: Apache-2\\.0\n +Apache License\n +Version 2\\.0, January 2004\n"
+    "\n \\.\n +END OF TERMS AND CONDITIONS\n"
+    "\n +limitations under the License\\.\n$")
+endforeach()
 
 # Stripped: no debugging sections left in the packaged library.
 set(extracted "${OVT_WORK_DIR}/extracted")
