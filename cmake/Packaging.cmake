@@ -101,6 +101,14 @@ endfunction()
 ovt_install_pkg_config(OvtTrafHandler COMPONENT development)
 ovt_install_pkg_config(OvtTrafHandlerLibrary COMPONENT development)
 ovt_install_pkg_config(OvtTrafHandlerTesting COMPONENT testing)
+# The whole stand-in platform, as its target lists it: every facility is
+# loaded, even one the program never calls, since a module loaded later
+# resolves its platform symbols against them.
+get_target_property(OVT_PC_STANDIN_LIBS ovt_platform_standin
+  INTERFACE_LINK_LIBRARIES)
+list(FILTER OVT_PC_STANDIN_LIBS INCLUDE REGEX "^ovt_standin_")
+list(TRANSFORM OVT_PC_STANDIN_LIBS PREPEND -l)
+list(JOIN OVT_PC_STANDIN_LIBS " " OVT_PC_STANDIN_LIBS)
 ovt_install_pkg_config(OvtTrafHandlerStandin COMPONENT standin EXCLUDE_FROM_ALL)
 
 include(${CMAKE_CURRENT_LIST_DIR}/DebianPackages.cmake)
