@@ -1,10 +1,15 @@
 # Debian packages of the install components, built with CPack
 # (`cpack -G DEB --config <build>/CPackConfig.cmake`):
 #
-#   libovttrafhandler<major>   runtime: the stripped library and its SONAME
-#                              link, for the board's root file system
-#   libovttrafhandler-dev      development: the headers, the .so link, the
-#                              CMake package and the pkg-config files
+#   libovttrafhandler<major>   runtime: the stripped library, its SONAME
+#                              link and libOvtTrafHandler.so, for the board's
+#                              root file system
+#   libovttrafhandler-dev      development: the headers, the CMake package
+#                              and the pkg-config files; depends on the
+#                              runtime package, which brings the link the
+#                              linker reads
+#
+# Each holds share/doc/<package>/copyright, the licence.
 #
 # The architecture is the one of the compiler (armhf in the board build) and
 # the run-time dependencies are computed by dpkg-shlibdeps from the library.
@@ -53,6 +58,26 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libovttrafhandler-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "${OVT_DEB_RUNTIME_NAME} (= ${PROJECT_VERSION})")
+
+# The licence in Debian's machine-readable copyright format, with the full
+# text: a board's root file system need not have /usr/share/common-licenses.
+# In that format a continuation line starts with a blank, and an empty line
+# is written " .".
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
+  ${PROJECT_SOURCE_DIR}/LICENSE)
+file(READ ${PROJECT_SOURCE_DIR}/LICENSE OVT_LICENSE_TEXT)
+string(STRIP "${OVT_LICENSE_TEXT}" OVT_LICENSE_TEXT)
+string(REPLACE "\n" "\n " OVT_LICENSE_TEXT " ${OVT_LICENSE_TEXT}")
+string(REPLACE "\n \n" "\n .\n" OVT_LICENSE_TEXT "${OVT_LICENSE_TEXT}")
+configure_file(${CMAKE_CURRENT_LIST_DIR}/debian-copyright.in
+  ${PROJECT_BINARY_DIR}/copyright @ONLY)
+foreach(component IN ITEMS RUNTIME DEVELOPMENT)
+  string(TOLOWER ${component} install_component)
+  install(FILES ${PROJECT_BINARY_DIR}/copyright
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/${CPACK_DEBIAN_${component}_PACKAGE_NAME}
+    COMPONENT ${install_component})
+endforeach()
+
 # The board's package names for the cross toolchain's runtimes, taken from
 # the toolchain packages' own shlibs files (see CPackCrossShlibs.cmake).
 if(CMAKE_CROSSCOMPILING AND OVT_DEB_ARCH)

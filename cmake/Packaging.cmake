@@ -2,10 +2,12 @@
 # target root file system and what client-module developers build against.
 #
 # Components (`cmake --install <build> --component <name>`):
-#   runtime      libOvtTrafHandler.so.<version> and its SONAME link
-#   development  the .so link, ITrafHandler.h, TarvikTrafHandler.h (the
-#                lifecycle calls), the platform declarations,
-#                the CMake package and the pkg-config files
+#   runtime      libOvtTrafHandler.so.<version>, its SONAME link and the
+#                unversioned link libOvtTrafHandler.so, the name the
+#                platform opens the module by
+#   development  ITrafHandler.h, TarvikTrafHandler.h (the lifecycle calls),
+#                the platform declarations, the CMake package and the
+#                pkg-config files
 #   testing      the test-support headers for client modules
 #   standin      the host stand-in platform (registry, module manager, HCC-D
 #                handler, drivers, frame formats, trace), for trying a client
@@ -23,7 +25,6 @@ install(TARGETS OvtTrafHandler
   EXPORT OvtTrafHandlerTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     COMPONENT runtime
-    NAMELINK_COMPONENT development
   FILE_SET HEADERS DESTINATION ${OVT_INSTALL_INCLUDEDIR}
     COMPONENT development)
 install(TARGETS ovt_traf_handler_client
@@ -100,6 +101,14 @@ endfunction()
 ovt_install_pkg_config(OvtTrafHandler COMPONENT development)
 ovt_install_pkg_config(OvtTrafHandlerLibrary COMPONENT development)
 ovt_install_pkg_config(OvtTrafHandlerTesting COMPONENT testing)
+# The whole stand-in platform, as its target lists it: every facility is
+# loaded, even one the program never calls, since a module loaded later
+# resolves its platform symbols against them.
+get_target_property(OVT_PC_STANDIN_LIBS ovt_platform_standin
+  INTERFACE_LINK_LIBRARIES)
+list(FILTER OVT_PC_STANDIN_LIBS INCLUDE REGEX "^ovt_standin_")
+list(TRANSFORM OVT_PC_STANDIN_LIBS PREPEND -l)
+list(JOIN OVT_PC_STANDIN_LIBS " " OVT_PC_STANDIN_LIBS)
 ovt_install_pkg_config(OvtTrafHandlerStandin COMPONENT standin EXCLUDE_FROM_ALL)
 
 include(${CMAKE_CURRENT_LIST_DIR}/DebianPackages.cmake)

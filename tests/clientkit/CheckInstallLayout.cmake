@@ -2,8 +2,8 @@
 # root file system build does (prefix /usr, staged under DESTDIR) and checks
 # that exactly the expected files arrive: the library with its SONAME links,
 # the client, lifecycle and platform headers, the test-support headers, the
-# CMake package and the pkg-config files, which still work once the tree is
-# moved. Nothing of the stand-in
+# CMake package, the pkg-config files, which still work once the tree is
+# moved, and the licence of each Debian package. Nothing of the stand-in
 # platform, the simulator or the tests.
 #
 #   cmake -DOVT_BUILD_DIR=... -DOVT_WORK_DIR=... -DOVT_LIBDIR=lib
@@ -59,7 +59,9 @@ set(expected
   "${pkg}/OvtTrafHandlerTestingTargets.cmake"
   "${lib}/pkgconfig/OvtTrafHandler.pc"
   "${lib}/pkgconfig/OvtTrafHandlerLibrary.pc"
-  "${lib}/pkgconfig/OvtTrafHandlerTesting.pc")
+  "${lib}/pkgconfig/OvtTrafHandlerTesting.pc"
+  "usr/share/doc/libovttrafhandler1/copyright"
+  "usr/share/doc/libovttrafhandler-dev/copyright")
 list(SORT expected)
 
 file(GLOB_RECURSE installed LIST_DIRECTORIES false RELATIVE "${stage}"
