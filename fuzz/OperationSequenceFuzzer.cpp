@@ -19,6 +19,7 @@
 #include "InterfaceBrokerControl.h"
 #include "ModuleManager.h"
 #include "NodeFacts.h"
+#include "Status.h"
 #include "TarvikTrafHandler.h"
 #include "TraceControl.h"
 #include "testing/RecordingHccdPortCallback.h"
@@ -33,10 +34,10 @@
 namespace {
 
 using nodefacts::kNoPort;
+using tarvik::kPhaseFailure;
 using HccdPortId = ITrafHandler::HccdPortId;
 using Registrations = std::set<std::pair<std::uint32_t, std::uint32_t>>;
 
-constexpr std::uint32_t kPhaseFailure = 0x8000;
 // Channels 0 to 2 have table entries and drivers: driver 3 * ch + 0, 1 or 2
 // is channel ch's FEC type, DSP rate or idle rate driver; then the XAUI one.
 constexpr std::uint32_t kTableChannels = 3;

@@ -169,40 +169,46 @@ std::vector<Case> cases() {
        },
        0},
       {"ModuleInit", started, [](N&) { return N::phase(1, Phase::ModuleInit); },
-       0x8000},
+       tarvik::kPhaseFailure},
       {"ModuleInitWithXauiBound",
        [](N& n) {
          n.start();
          (void)N::phase(2, Phase::ModuleInit);
        },
-       [](N&) { return N::phase(1, Phase::ModuleInit); }, 0x8000},
+       [](N&) { return N::phase(1, Phase::ModuleInit); },
+       tarvik::kPhaseFailure},
       {"ModuleInitDriverMissing",
        [](N& n) {
          n.start();
          standin::FakeDriverLayer::instance().setGetInterfaceStatus(
              channelDriver(1, nodefacts::kIdleRateSuffix), 32768);
        },
-       [](N&) { return N::phase(1, Phase::ModuleInit); }, 0x8000},
+       [](N&) { return N::phase(1, Phase::ModuleInit); },
+       tarvik::kPhaseFailure},
       {"ModuleInitFrameFormatMissing",
        [](N& n) {
          n.start();
          (void)InterfaceBroker::getInstance()->unregisterInterface(
              "IFrameFormat_1", nullptr);
        },
-       [](N&) { return N::phase(1, Phase::ModuleInit); }, 0x8000},
+       [](N&) { return N::phase(1, Phase::ModuleInit); },
+       tarvik::kPhaseFailure},
       {"PreLoad", bound,
        [](N&) { return N::phase(1, Phase::PreFrameformatLoad); }, 0},
       {"PostLoad", bound,
-       [](N&) { return N::phase(1, Phase::PostFrameformatLoad); }, 0x8000},
+       [](N&) { return N::phase(1, Phase::PostFrameformatLoad); },
+       tarvik::kPhaseFailure},
       {"PostLoadUnbound", started,
-       [](N&) { return N::phase(1, Phase::PostFrameformatLoad); }, 0x8000},
+       [](N&) { return N::phase(1, Phase::PostFrameformatLoad); },
+       tarvik::kPhaseFailure},
       {"PostLoadFecWriteFails",
        [](N& n) {
          n.bind();
          N::driver(channelDriver(1, nodefacts::kFecTypeSuffix))
              .setWriteStatus(32768);
        },
-       [](N&) { return N::phase(1, Phase::PostFrameformatLoad); }, 0x8000},
+       [](N&) { return N::phase(1, Phase::PostFrameformatLoad); },
+       tarvik::kPhaseFailure},
       {"Start", started,
        [](N& n) {
          return n.handler->hccdControllerStartStop(RadioChannel_1,
@@ -337,11 +343,11 @@ void expectWorkingDay(Node& node) {
     node.handler = std::make_unique<tarvik::TrafHandler>(RadioChannel_2);
   }
   tarvik::TrafHandler& handler = *node.handler;
-  EXPECT_EQ(handler.initialize(node.hccd), 0U);
+  EXPECT_EQ(handler.initialize(node.hccd), tarvik::kStatusSuccess);
   EXPECT_TRUE(node.hccd.isServiceRunning(0) && node.hccd.isServiceRunning(1));
   EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"),
             static_cast<IInterface*>(&handler));
-  EXPECT_EQ(handler.registerPhases(), 0U);
+  EXPECT_EQ(handler.registerPhases(), tarvik::kStatusSuccess);
   EXPECT_EQ(Node::phase(1, Phase::ModuleInit), 0U);
   EXPECT_EQ(Node::phase(2, Phase::ModuleInit), 0U);
   const std::string fecType = channelDriver(1, nodefacts::kFecTypeSuffix);

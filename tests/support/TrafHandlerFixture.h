@@ -22,6 +22,7 @@
 #include "InterfaceBrokerControl.h"
 #include "ModuleManager.h"
 #include "NodeFacts.h"
+#include "Status.h"
 #include "TarvikTrafHandler.h"
 #include "TraceControl.h"
 

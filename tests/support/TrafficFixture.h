@@ -60,7 +60,8 @@ class TrafficFixture : public TrafHandlerFixture {
                           channel == 1 ? &frameFormat1 : &frameFormat2);
     }
     // Without a frame-format object the phase fails, but only at its end.
-    const std::uint32_t expected = withFrameFormat ? 0U : 0x8000U;
+    const std::uint32_t expected =
+        withFrameFormat ? tarvik::kPhaseSuccess : tarvik::kPhaseFailure;
     ASSERT_EQ(handler->doOnModuleInit(static_cast<RadioChannel>(channel)),
               expected);
     forgetHistory();

@@ -26,10 +26,13 @@ TEST_F(FixedAnswersTest, EveryChannelGetsTheFixedAnswersAndNoOutput) {
     bool rdi = false;
     bool rdiRemote = true;
 
-    EXPECT_EQ(handler->mlmSetChannelStatus(channel, ITrafHandler::Start), 2U);
-    EXPECT_EQ(handler->rliForceUnlockInsertion(channel, true), 2U);
-    EXPECT_EQ(handler->rliResetI2C(channel), 2U);
-    EXPECT_EQ(handler->mlmGetAisRdi(channel, ais, rdi, rdiRemote), 2U);
+    EXPECT_EQ(handler->mlmSetChannelStatus(channel, ITrafHandler::Start),
+              tarvik::kStatusNotCarriedOut);
+    EXPECT_EQ(handler->rliForceUnlockInsertion(channel, true),
+              tarvik::kStatusNotCarriedOut);
+    EXPECT_EQ(handler->rliResetI2C(channel), tarvik::kStatusNotCarriedOut);
+    EXPECT_EQ(handler->mlmGetAisRdi(channel, ais, rdi, rdiRemote),
+              tarvik::kStatusNotCarriedOut);
     EXPECT_TRUE(static_cast<ITrafHandler&>(*handler).isLinkUp(channel));
 
     EXPECT_TRUE(ais);
@@ -74,10 +77,11 @@ TEST_F(FixedAnswersTest, InterfaceDefaultsAnswerWithoutTouchingOutputs) {
   unsigned int idleRate = 12;
   unsigned int size = 13;
 
-  EXPECT_EQ(itf.registerPhases(), 0U);
-  EXPECT_EQ(itf.rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate), 0U);
-  EXPECT_EQ(itf.dspIfGetXauiPacketSize(size), 0U);
-  EXPECT_EQ(itf.dspIfSetXauiPacketSize(1500), 2U);
+  EXPECT_EQ(itf.registerPhases(), tarvik::kStatusSuccess);
+  EXPECT_EQ(itf.rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate),
+            tarvik::kStatusSuccess);
+  EXPECT_EQ(itf.dspIfGetXauiPacketSize(size), tarvik::kStatusSuccess);
+  EXPECT_EQ(itf.dspIfSetXauiPacketSize(1500), tarvik::kStatusNotCarriedOut);
   EXPECT_TRUE(itf.isLinkUp(RadioChannel_2));
 
   EXPECT_EQ(dspRate, 11U);

@@ -179,7 +179,8 @@ TEST_P(PostLoadTest, ClearsTheFlagThenWritesLoadedValuesUntilTheFirstFailure) {
   }
   frameFormat1.setFecType(c.fecType);
   frameFormat1.setXauiPacketSize(c.xauiPacketSize);
-  ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1), 0U);
+  ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1),
+            tarvik::kPhaseSuccess);
   forgetHistory();
 
   EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),

@@ -156,10 +156,10 @@ TEST_F(HccdPortTest, EmptyMessageIsHandedOnAsItIs) {
 
   EXPECT_EQ(
       handler->hccdControllerSendMessage(RadioChannel_1, portId(4), data, 0),
-      0U);
+      tarvik::kStatusSuccess);
   EXPECT_EQ(handler->hccdControllerSendMessage(RadioChannel_2, portId(14),
                                                nullptr, 0),
-            0U);
+            tarvik::kStatusSuccess);
 
   EXPECT_THAT(traceLines(), IsEmpty());
   const auto calls = hccd.calls();
@@ -204,7 +204,7 @@ TEST_P(RefusedTest, FailsWithItsTextAndCallsAndListsNothing) {
                    : handler->hccdControllerRegisterPort(
                          testsupport::channel(c.channel), portId(c.port),
                          c.nullCallback ? nullptr : &callback),
-            1U);
+            tarvik::kStatusFailure);
 
   EXPECT_EQ(registrations(), before);
   EXPECT_THAT(hccd.calls(), IsEmpty());

@@ -25,7 +25,7 @@ using testsupport::traceLines;
 using trafhandler_testing::ReceivedHccdMessage;
 using trafhandler_testing::RecordingHccdPortCallback;
 constexpr const char kInvoke[] = "invokeHccdPortCallback";
-constexpr int kTraceInterval = 202;
+constexpr int kTraceInterval = tarvik::TrafHandler::kMessagesPerDataTrace;
 
 Line failure(const std::string& text) {
   return Line{1, kInvoke, "Exception: " + text};
@@ -112,7 +112,7 @@ TEST_F(HccdReceiveTest, PortIdWithoutIndexTakesNoOtherPortsMessages) {
   RecordingHccdPortCallback callback;
   ASSERT_EQ(handler->hccdControllerRegisterPort(RadioChannel_1, portId(15),
                                                 &callback),
-            1U);
+            tarvik::kStatusFailure);
   unsigned char data[] = {1};
 
   handler->invokeHccdPortCallback(RadioChannel_2, data, 1, 0);
@@ -157,7 +157,7 @@ class HccdEntryTest : public testsupport::TrafHandlerFixture {
     auto* const callback = new Callback(std::move(args)...);
     EXPECT_EQ(entryHandler().hccdControllerRegisterPort(channel, portId(port),
                                                         callback),
-              0U);
+              tarvik::kStatusSuccess);
     standin::TraceControl::clearRecords();
     return *callback;
   }

@@ -29,7 +29,7 @@ std::vector<unsigned> moduleIdsOf(ModuleManager::Event::Kind kind) {
 class LifecycleTest : public testsupport::TrafficFixture {};
 
 TEST_F(LifecycleTest, InitializeStartsEveryServedChannelBetweenItsTwoMessages) {
-  EXPECT_EQ(handler->initialize(hccd), 0U);
+  EXPECT_EQ(handler->initialize(hccd), tarvik::kStatusSuccess);
 
   EXPECT_THAT(traceLines(),
               ElementsAre(Line{6, "initialize", ""},
@@ -71,7 +71,7 @@ TEST_F(LifecycleTest, SecondInitializeOnlyTracesItsEntryAndKeepsFirstHandler) {
   FakeHccdHandler other;
   forgetHistory();
 
-  EXPECT_EQ(handler->initialize(other), 0U);
+  EXPECT_EQ(handler->initialize(other), tarvik::kStatusSuccess);
 
   EXPECT_THAT(traceLines(), ElementsAre(Line{6, "initialize", ""}));
   (void)handler->hccdControllerStartStop(RadioChannel_1, ITrafHandler::Stop);
@@ -124,12 +124,12 @@ TEST_F(LifecycleTest, DeinitializeStopsServicesBeforeWithdrawingInterface) {
 TEST_F(LifecycleTest, ZeroChannelsStillPublishesAndRegistersNoModule) {
   tarvik::TrafHandler none(static_cast<RadioChannel>(0));
 
-  EXPECT_EQ(none.initialize(hccd), 0U);
+  EXPECT_EQ(none.initialize(hccd), tarvik::kStatusSuccess);
 
   EXPECT_THAT(hccd.calls(), IsEmpty());
   EXPECT_THAT(ModuleManager::instance().events(), IsEmpty());
   EXPECT_NE(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
-  EXPECT_EQ(none.registerPhases(), 0U);
+  EXPECT_EQ(none.registerPhases(), tarvik::kStatusSuccess);
   // Nothing to register, but the entry is still traced.
   EXPECT_EQ(testsupport::traceLines().back(), (Line{6, "registerPhases", ""}));
 }
@@ -148,7 +148,7 @@ TEST_F(LifecycleTest, ChannelCountAboveTwoServesEachChannelOnce) {
 }
 
 TEST_F(LifecycleTest, RegisterPhasesBeforeInitializeSkipsMissingModuleObjects) {
-  EXPECT_EQ(handler->registerPhases(), 0U);
+  EXPECT_EQ(handler->registerPhases(), tarvik::kStatusSuccess);
 
   EXPECT_THAT(ModuleManager::instance().modules(), IsEmpty());
   EXPECT_THAT(
@@ -180,7 +180,7 @@ TEST_F(LifecycleTest, ReinitializeKeepsPortsAndXauiDriverButNotChannelDrivers) {
   bindChannel(1);
   ASSERT_EQ(handler->hccdControllerRegisterPort(
                 RadioChannel_1, ITrafHandler::HccdPortId_3, &callback),
-            0U);
+            tarvik::kStatusSuccess);
   driver(testsupport::kXaui).setValue(9000);
 
   handler->deinitialize();
@@ -188,21 +188,23 @@ TEST_F(LifecycleTest, ReinitializeKeepsPortsAndXauiDriverButNotChannelDrivers) {
 
   EXPECT_EQ(handler->hccdControllerRegisterPort(
                 RadioChannel_1, ITrafHandler::HccdPortId_3, &callback),
-            1U);
+            tarvik::kStatusFailure);
   unsigned int value = 0;
-  EXPECT_EQ(handler->dspIfGetXauiPacketSize(value), 0U);
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(value), tarvik::kStatusSuccess);
   EXPECT_EQ(value, 9000U);
-  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, value, value), 1U);
+  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, value, value),
+            tarvik::kStatusFailure);
 }
 
 TEST_F(LifecycleTest, InitializeEndsALoadMarkedBeforeIt) {
-  ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1), 0U);
+  ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1),
+            tarvik::kPhaseSuccess);
   (void)handler->initialize(hccd);
   unsigned char byte = 1;
 
   EXPECT_EQ(handler->hccdControllerSendMessage(
                 RadioChannel_1, ITrafHandler::HccdPortId_0, &byte, 1),
-            0U);
+            tarvik::kStatusSuccess);
 
   EXPECT_EQ(hccd.sendCount(), 1U);
 }
@@ -210,7 +212,8 @@ TEST_F(LifecycleTest, InitializeEndsALoadMarkedBeforeIt) {
 TEST_F(LifecycleTest, DeinitializeEndsLoadsAndUnbindsTheChannelDrivers) {
   (void)handler->initialize(hccd);
   bindChannel(1);
-  ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1), 0U);
+  ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1),
+            tarvik::kPhaseSuccess);
   handler->deinitialize();
   forgetHistory();
   unsigned char byte = 1;
@@ -218,10 +221,12 @@ TEST_F(LifecycleTest, DeinitializeEndsLoadsAndUnbindsTheChannelDrivers) {
 
   EXPECT_EQ(handler->hccdControllerSendMessage(
                 RadioChannel_1, ITrafHandler::HccdPortId_0, &byte, 1),
-            0U);
+            tarvik::kStatusSuccess);
   EXPECT_EQ(hccd.sendCount(), 1U);
-  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, rate, rate), 1U);
-  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0x8000U);
+  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, rate, rate),
+            tarvik::kStatusFailure);
+  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
+            tarvik::kPhaseFailure);
 }
 
 TEST_F(LifecycleTest, DestroyingInitializedHandlerTearsDownFirst) {
@@ -241,7 +246,7 @@ TEST_F(LifecycleTest, StartStopWithNeitherActionAnswersZeroCallingNothing) {
 
   EXPECT_EQ(handler->hccdControllerStartStop(
                 RadioChannel_1, static_cast<ITrafHandler::Action>(2)),
-            0U);
+            tarvik::kStatusSuccess);
 
   EXPECT_THAT(traceLines(), IsEmpty());
   EXPECT_THAT(hccd.calls(), IsEmpty());
@@ -250,7 +255,7 @@ TEST_F(LifecycleTest, StartStopWithNeitherActionAnswersZeroCallingNothing) {
 TEST_F(LifecycleTest, StartStopBeforeInitializeAnswersZeroCallingNothing) {
   EXPECT_EQ(
       handler->hccdControllerStartStop(RadioChannel_1, ITrafHandler::Start),
-      0U);
+      tarvik::kStatusSuccess);
 
   EXPECT_THAT(traceLines(),
               ElementsAre(Line{1, "hccdControllerStartStop",

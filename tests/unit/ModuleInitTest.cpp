@@ -29,15 +29,15 @@ TEST_F(ModuleInitTest, XauiDriverIsRequestedAgainWhileUnbound) {
   registerFrameFormat(1, &frameFormat1);
   registerFrameFormat(2, &frameFormat2);
   layer.setGetInterfaceStatus(kXaui, 32768);
-  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_2), 0x8000U);
+  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_2), tarvik::kPhaseFailure);
   layer.clearRequests();
 
-  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1), 0x8000U);
+  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1), tarvik::kPhaseFailure);
   EXPECT_THAT(requestedNames(), ElementsAre(kFec1, kDsp1, kIdle1, kXaui));
 
   layer.setGetInterfaceStatus(kXaui, 0);
   layer.clearRequests();
-  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_2), 0U);
+  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_2), tarvik::kPhaseSuccess);
   EXPECT_THAT(requestedNames(), ElementsAre(kFec2, kDsp2, kIdle2, kXaui));
 }
 
@@ -53,8 +53,10 @@ TEST_F(ModuleInitTest, DriverLayerCanRebindEveryBindingItWasGiven) {
   unsigned int dspRate = 0;
   unsigned int idleRate = 0;
 
-  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0U);
-  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate), 0U);
+  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
+            tarvik::kPhaseSuccess);
+  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate),
+            tarvik::kStatusSuccess);
 
   EXPECT_EQ(driver("new " + kFec1).value(), 5U);
   EXPECT_EQ(driver("new " + std::string(kXaui)).value(), 1500U);
@@ -69,8 +71,9 @@ TEST_F(ModuleInitTest, SecondInitialisationReplacesTheFrameFormatObject) {
             0);
   registerFrameFormat(1, &replacement);
 
-  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1), 0U);
-  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0U);
+  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1), tarvik::kPhaseSuccess);
+  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
+            tarvik::kPhaseSuccess);
 
   EXPECT_EQ(replacement.fecTypeReads(), 1U);
   EXPECT_EQ(frameFormat1.fecTypeReads(), 0U);
@@ -193,7 +196,7 @@ TEST_P(InitFailureTest, StopsAtTheFailingStepAndKeepsEarlierBindings) {
                                : handler.get());
   }
 
-  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1), 0x8000U);
+  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1), tarvik::kPhaseFailure);
 
   const auto all = testsupport::channelDriverNames(1);
   EXPECT_EQ(requestedNames(),
@@ -201,7 +204,8 @@ TEST_P(InitFailureTest, StopsAtTheFailingStepAndKeepsEarlierBindings) {
   EXPECT_THAT(traceLines(), ElementsAre(Line{6, "doOnModuleInit", ""},
                                         Line{1, "doOnModuleInit", c.message}));
   forgetHistory();
-  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0x8000U);
+  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
+            tarvik::kPhaseFailure);
   EXPECT_THAT(traceLines(1), ElementsAre(Line{1, "doOnPhasePostFrameformatLoad",
                                               c.postLoadMessage}));
   unsigned int value = 0;

@@ -134,7 +134,8 @@ TEST_P(RlaUnboundDriverTest, FailsWithoutReadingEitherDriver) {
   unsigned int dspRate = 11;
   unsigned int idleRate = 12;
 
-  EXPECT_EQ(handler->rlaGetRatesForTaps(c.channel, dspRate, idleRate), 1U);
+  EXPECT_EQ(handler->rlaGetRatesForTaps(c.channel, dspRate, idleRate),
+            tarvik::kStatusFailure);
 
   EXPECT_EQ(dspRate, 11U);
   EXPECT_EQ(idleRate, 12U);
@@ -173,13 +174,15 @@ TEST_P(ForgottenBindingTest, NoOldDriverServesAfterAFailedRebinding) {
     bindChannel(1);
     handler->deinitialize();
   }
-  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1), 0x8000U);
+  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
+            tarvik::kPhaseFailure);
   standin::FakeDriverLayer::instance().setGetInterfaceStatus(kIdle1, 32768);
-  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_1), 0x8000U);
+  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_1), tarvik::kPhaseFailure);
   unsigned int dspRate = 11;
   unsigned int idleRate = 12;
 
-  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate), 1U);
+  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate),
+            tarvik::kStatusFailure);
 }
 
 INSTANTIATE_TEST_SUITE_P(Forgetters, ForgottenBindingTest,

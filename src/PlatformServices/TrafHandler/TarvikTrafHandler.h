@@ -14,12 +14,26 @@
 // Per-channel data lives in three-entry tables indexed by the `RadioChannel`
 // value (entry 0 is never bound).
 //
-// Thread-safety: `initialize`, `registerPhases`, `deinitialize` and the
-// destructor belong to the platform's start-up and shut-down thread and must
-// not overlap one another or any other call into the library. The phase
-// operations run on the module manager's thread; the `ITrafHandler`
-// operations on client threads; the receive entries on the HCC-D transport's
-// threads. Those may overlap one another. The library starts no thread.
+// Threads and locks, for the whole library. It starts no thread of its own
+// and is entered on:
+// - the platform's start-up and shut-down thread: `getInstance`,
+//   `initialize`, `registerPhases`, `deinitialize`, and the destructor at
+//   unload. These must not overlap one another or any other call.
+// - the module manager's thread: the phases of the module objects. A
+//   channel's module initialisation binds its drivers and frame-format
+//   object, which later calls read without a lock: it must not overlap
+//   calls that use that channel's drivers.
+// - client modules' threads: the `ITrafHandler` operations, any number at
+//   once, while "ITrafHandler" is published.
+// - the HCC-D transport's threads: the receive entries, which run the
+//   client's callback synchronously.
+// The load mutex guards only the per-channel load marks, held for one read
+// or write and never across a platform call: the load phases write them,
+// sending reads them. The registration mutex serialises registrations. The
+// receive dispatch takes no lock: each registration publishes its callback
+// in an atomic table that the dispatch reads. No lock of the handler is held
+// while a client's callback or a platform call runs, so a callback may call
+// any operation, registering another port included.
 #ifndef SRC_PLATFORMSERVICES_TRAFHANDLER_TARVIKTRAFHANDLER_H
 #define SRC_PLATFORMSERVICES_TRAFHANDLER_TARVIKTRAFHANDLER_H
 
@@ -57,6 +71,9 @@ class TrafHandler final : public ITrafHandler {
   static constexpr std::uint32_t kChannelTableSize = 3;
   // Number of HCC-D port ids (0 to 14).
   static constexpr std::uint32_t kHccdPortIdCount = 15;
+  // One received message in this many, counted across both receive entries,
+  // has its data traced at level 5: the 202nd, the 404th, ...
+  static constexpr std::uint32_t kMessagesPerDataTrace = 202;
 
   // The library's single traffic handler, never null. The first call
   // constructs it with `numberOfChannels` as the number of served channels

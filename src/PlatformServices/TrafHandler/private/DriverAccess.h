@@ -29,10 +29,6 @@ static_assert(offsetof(CDriver_Interface, read) == 3 * sizeof(void*),
 
 constexpr std::int32_t kDriverStatusFailureMin = CDRIVER_STATUS_FAILURE_MIN;
 
-// Status of a phase operation.
-constexpr std::uint32_t kPhaseSuccess = 0;
-constexpr std::uint32_t kPhaseFailure = 0x8000;
-
 inline bool driverSucceeded(std::int32_t status) {
   return status < kDriverStatusFailureMin;
 }

@@ -10,8 +10,12 @@
 
 #include "DriverAccess.h"
 #include "EntryGuard.h"
+#include "Status.h"
 #include "TarvikPhaseHandler.h"
 #include "TrafTrace.h"
+
+// The trace texts are exact, each as the node's log readers know it: some
+// begin with a blank and some do not, on purpose. Do not tidy them.
 
 namespace tarvik {
 
@@ -70,11 +74,10 @@ constexpr bool isInverse() {
 }
 static_assert(isInverse(), "port index table and its inverse disagree");
 
-// Received messages until the next sampled data trace; shared by both
-// receive entries. Relaxed: the pacing may slip under concurrent reception,
-// but the hot path pays no read-modify-write.
+// Received messages since the last sampled data trace, across both receive
+// entries. Relaxed: the pacing may slip under concurrent reception, but the
+// hot path pays no read-modify-write.
 std::atomic<std::int32_t> receivedDataTraceCounter{0};
-constexpr std::int32_t kReceivedDataTraceInterval = 201;
 
 std::uint32_t toHccdPortIndex(std::uint32_t portId) {
   if (portId >= TrafHandler::kHccdPortIdCount) {
@@ -231,15 +234,15 @@ std::uint32_t TrafHandler::registerPhases() try {
     }
     (void)phaseHandler->registerCallbacks();
   }
-  return 0;
+  return kStatusSuccess;
 }
-TRAF_CATCH_ALL("registerPhases", 0)
+TRAF_CATCH_ALL("registerPhases", kStatusSuccess)
 
 std::uint32_t TrafHandler::initialize(
     rl::traf::HccdHandlerBase& hccdHandler) try {
   TRAF_TRACE_ENTER("initialize");
   if (m_initialized) {
-    return 0;
+    return kStatusSuccess;
   }
   TRAF_TRACE_MSG(QEL_TRACE_LEVEL_3, "initialize", "Initialize needed.");
   if (m_numberOfChannels > kMaxServedChannels) {
@@ -272,9 +275,9 @@ std::uint32_t TrafHandler::initialize(
   }
   m_initialized = true;
   TRAF_TRACE_MSG(QEL_TRACE_LEVEL_3, "initialize", "Initialize done.");
-  return 0;
+  return kStatusSuccess;
 }
-TRAF_CATCH_ALL("initialize", 0)
+TRAF_CATCH_ALL("initialize", kStatusSuccess)
 
 namespace {
 
@@ -334,28 +337,30 @@ void TrafHandler::forgetBindings(RadioChannel channel) {
 
 std::uint32_t TrafHandler::mlmSetChannelStatus(RadioChannel /*channel*/,
                                                Action /*action*/) const {
-  return 2;
+  return kStatusNotCarriedOut;
 }
 
 std::uint32_t TrafHandler::mlmGetAisRdi(RadioChannel /*channel*/, bool& /*ais*/,
                                         bool& /*rdi*/,
                                         bool& /*rdiRemote*/) const {
-  return 2;
+  return kStatusNotCarriedOut;
 }
 
 std::uint32_t TrafHandler::rliForceUnlockInsertion(RadioChannel /*channel*/,
                                                    bool /*forceUnlock*/) {
-  return 2;
+  return kStatusNotCarriedOut;
 }
 
-std::uint32_t TrafHandler::rliResetI2C(RadioChannel /*channel*/) { return 2; }
+std::uint32_t TrafHandler::rliResetI2C(RadioChannel /*channel*/) {
+  return kStatusNotCarriedOut;
+}
 
 std::uint32_t TrafHandler::getNumberOfNativeRlChannel() { return 0; }
 
 std::uint32_t TrafHandler::hccdControllerStartStop(RadioChannel channel,
                                                    Action action) const try {
   if (action != Start && action != Stop) {
-    return 0;
+    return kStatusSuccess;
   }
   if (m_hccdHandler == nullptr) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccdControllerStartStop",
@@ -363,12 +368,12 @@ std::uint32_t TrafHandler::hccdControllerStartStop(RadioChannel channel,
                          << ": no HCC-D handler, initialize first");
     // Start and stop answer 0 whatever happens; the trace says why nothing
     // was started.
-    return 0;
+    return kStatusSuccess;
   }
   startStopService(channel, action);
-  return 0;
+  return kStatusSuccess;
 }
-TRAF_CATCH_ALL("hccdControllerStartStop", 0)
+TRAF_CATCH_ALL("hccdControllerStartStop", kStatusSuccess)
 
 void TrafHandler::startStopService(RadioChannel channel, Action action) const {
   switch (action) {
@@ -401,7 +406,7 @@ constexpr const char kNullCallback[] = " not registered, null callback";
 
 const char* TrafHandler::refusalOf(RadioChannel channel, HccdPortId portId,
                                    const HccdPortCallback* callback) const {
-  if (channel > RadioChannel_2) {
+  if (!isTableChannel(channel)) {
     return kAlreadyRegistered;
   }
   for (const HccdRegistration& registration : m_hccdPortCallbacks) {
@@ -439,7 +444,7 @@ std::uint32_t TrafHandler::hccdControllerRegisterPort(
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccdControllerRegisterPort",
                    "ct " << static_cast<unsigned>(channel) << ": PortId "
                          << static_cast<unsigned>(portId) << refusal);
-    return 1;
+    return kStatusFailure;
   }
   const std::uint32_t portIndex = toHccdPortIndex(portId);
   if (portIndex == kInvalidHccdPortIndex) {
@@ -447,7 +452,7 @@ std::uint32_t TrafHandler::hccdControllerRegisterPort(
                    "ct " << static_cast<unsigned>(channel)
                          << ": unknown port index for portId "
                          << static_cast<unsigned>(portId));
-    return 1;
+    return kStatusFailure;
   }
   const rl::traf::HccdReceiveBinding binding{nullptr, receiveFunction(channel)};
   try {
@@ -463,9 +468,9 @@ std::uint32_t TrafHandler::hccdControllerRegisterPort(
                                            << " (portIndex: " << portIndex
                                            << ") for channel "
                                            << static_cast<unsigned>(channel));
-  return 0;
+  return kStatusSuccess;
 }
-TRAF_CATCH_ALL("hccdControllerRegisterPort", 1)
+TRAF_CATCH_ALL("hccdControllerRegisterPort", kStatusFailure)
 
 void TrafHandler::unlistRegistration(RadioChannel channel, HccdPortId portId) {
   const std::unique_lock<std::mutex> lock =
@@ -491,7 +496,7 @@ std::uint32_t TrafHandler::hccdControllerSendMessage(RadioChannel channel,
                    "ct " << static_cast<unsigned>(channel)
                          << ": channel not allowed for portId "
                          << static_cast<unsigned>(portId));
-    return 1;
+    return kStatusFailure;
   }
   bool loadInProgress = false;
   {
@@ -500,7 +505,7 @@ std::uint32_t TrafHandler::hccdControllerSendMessage(RadioChannel channel,
     loadInProgress = m_frameFormatLoadInProgress[channel];
   }
   if (loadInProgress) {
-    return 0;
+    return kStatusSuccess;
   }
   const std::uint32_t portIndex = toHccdPortIndex(portId);
   if (portIndex == kInvalidHccdPortIndex) {
@@ -508,19 +513,19 @@ std::uint32_t TrafHandler::hccdControllerSendMessage(RadioChannel channel,
                    "ct " << static_cast<unsigned>(channel)
                          << ": unknown port index for portId "
                          << static_cast<unsigned>(portId));
-    return 1;
+    return kStatusFailure;
   }
   if (m_hccdHandler == nullptr) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "hccdControllerSendMessage",
                    "ct " << static_cast<unsigned>(channel)
                          << ": no HCC-D handler, message for portId "
                          << static_cast<unsigned>(portId) << " not sent");
-    return 1;
+    return kStatusFailure;
   }
   (void)m_hccdHandler->sendMessage(ctIndex(channel), portIndex, data, length);
-  return 0;
+  return kStatusSuccess;
 }
-TRAF_CATCH_ALL("hccdControllerSendMessage", 1)
+TRAF_CATCH_ALL("hccdControllerSendMessage", kStatusFailure)
 
 void TrafHandler::invokeHccdPortCallback(RadioChannel channel,
                                          unsigned char* data,
@@ -529,7 +534,7 @@ void TrafHandler::invokeHccdPortCallback(RadioChannel channel,
   try {
     const std::int32_t count =
         receivedDataTraceCounter.load(std::memory_order_relaxed);
-    if (count < kReceivedDataTraceInterval) {
+    if (count < static_cast<std::int32_t>(kMessagesPerDataTrace) - 1) {
       receivedDataTraceCounter.store(count + 1, std::memory_order_relaxed);
     } else {
       receivedDataTraceCounter.store(0, std::memory_order_relaxed);
@@ -569,25 +574,25 @@ std::uint32_t TrafHandler::doOnModuleInit(RadioChannel channel) try {
         " Channel " << static_cast<unsigned>(channel) << " not served");
     return kPhaseFailure;
   }
-  const std::string fecTypeName =
-      channelDriverName(channel, ".traf.dsp.fec.type");
-  if (!bindDriver(&m_fecTypeDriver[channel], fecTypeName)) {
+  // The name of the channel's driver last asked for, for the failure text.
+  std::string name;
+  const auto bound = [&](DriverTable& drivers, const char* suffix) {
+    name = channelDriverName(channel, suffix);
+    return bindDriver(&drivers[channel], name);
+  };
+  if (!bound(m_fecTypeDriver, ".traf.dsp.fec.type")) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnModuleInit",
-                   " Failed to get " << fecTypeName);
+                   " Failed to get " << name);
     return kPhaseFailure;
   }
-  const std::string dspRateName =
-      channelDriverName(channel, ".traf.rla.taps.dsp.rate");
-  if (!bindDriver(&m_dspRateDriver[channel], dspRateName)) {
+  if (!bound(m_dspRateDriver, ".traf.rla.taps.dsp.rate")) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnModuleInit",
-                   " Failed to get " << dspRateName);
+                   " Failed to get " << name);
     return kPhaseFailure;
   }
-  const std::string idleRateName =
-      channelDriverName(channel, ".traf.rla.taps.idle.rate");
-  if (!bindDriver(&m_idleTrafficRateDriver[channel], idleRateName)) {
+  if (!bound(m_idleTrafficRateDriver, ".traf.rla.taps.idle.rate")) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "doOnModuleInit",
-                   "Failed to get " << idleRateName);
+                   "Failed to get " << name);
     return kPhaseFailure;
   }
   // The XAUI driver is common to all channels: the first channel to get
@@ -699,34 +704,34 @@ std::uint32_t TrafHandler::dspIfSetXauiPacketSize(unsigned int size) try {
   if (xauiDriver == nullptr) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "dspIfSetXauiPacketSize",
                    ": XauiPacketSizeDriver not bound");
-    return 1;
+    return kStatusFailure;
   }
   if (!driverSucceeded(driverWrite(*xauiDriver, size))) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "dspIfSetXauiPacketSize",
                    ": Failed to write to XauiPacketSizeDriver");
-    return 1;
+    return kStatusFailure;
   }
-  return 0;
+  return kStatusSuccess;
 }
-TRAF_CATCH_ALL("dspIfSetXauiPacketSize", 1)
+TRAF_CATCH_ALL("dspIfSetXauiPacketSize", kStatusFailure)
 
 std::uint32_t TrafHandler::dspIfGetXauiPacketSize(unsigned int& size) try {
   CDriver_Interface* const xauiDriver = m_xauiPacketSizeDriver;
   if (xauiDriver == nullptr) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "dspIfGetXauiPacketSize",
                    "XauiPacketSizeDriver not bound");
-    return 1;
+    return kStatusFailure;
   }
   std::uint32_t value = 0;
   if (!driverSucceeded(driverRead(*xauiDriver, &value))) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "dspIfGetXauiPacketSize",
                    "Failed to read from XauiPacketSizeDriver");
-    return 1;
+    return kStatusFailure;
   }
   size = value;
-  return 0;
+  return kStatusSuccess;
 }
-TRAF_CATCH_ALL("dspIfGetXauiPacketSize", 1)
+TRAF_CATCH_ALL("dspIfGetXauiPacketSize", kStatusFailure)
 
 std::uint32_t TrafHandler::rlaGetRatesForTaps(RadioChannel channel,
                                               unsigned int& dspRate,
@@ -735,31 +740,31 @@ std::uint32_t TrafHandler::rlaGetRatesForTaps(RadioChannel channel,
     TRAF_TRACE_MSG(
         QEL_TRACE_LEVEL_1, "rlaGetRatesForTaps",
         " Channel " << static_cast<unsigned>(channel) << " not served");
-    return 1;
+    return kStatusFailure;
   }
   CDriver_Interface* const dspRateDriver = m_dspRateDriver[channel];
   CDriver_Interface* const idleRateDriver = m_idleTrafficRateDriver[channel];
   if (dspRateDriver == nullptr || idleRateDriver == nullptr) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "rlaGetRatesForTaps", " driver nullptr");
-    return 1;
+    return kStatusFailure;
   }
   std::uint32_t dspValue = 0;
   if (!driverSucceeded(driverRead(*dspRateDriver, &dspValue))) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "rlaGetRatesForTaps",
                    " Failed to read dspRateDriver");
-    return 1;
+    return kStatusFailure;
   }
   dspRate = dspValue;
   std::uint32_t idleValue = 0;
   if (!driverSucceeded(driverRead(*idleRateDriver, &idleValue))) {
     TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "rlaGetRatesForTaps",
                    "Failed to read idleTrafficRateDriver");
-    return 1;
+    return kStatusFailure;
   }
   idleRate = idleValue;
-  return 0;
+  return kStatusSuccess;
 }
-TRAF_CATCH_ALL("rlaGetRatesForTaps", 1)
+TRAF_CATCH_ALL("rlaGetRatesForTaps", kStatusFailure)
 
 }  // namespace tarvik
 
