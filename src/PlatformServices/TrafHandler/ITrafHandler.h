@@ -14,7 +14,8 @@
 // Thread-safety: every operation may be called from any thread while the
 // handler is published, concurrently with the others and with the receive
 // dispatch. A port callback may call back into the handler (see
-// `HccdPortCallback`).
+// `HccdPortCallback`). The threads and locks of the whole library are
+// described in `TarvikTrafHandler.h`.
 //
 // Exceptions: none leaves an operation, except `std::system_error` where a
 // standard mutex fails to lock (the operations that take one say so). A
