@@ -9,8 +9,8 @@
 //
 // Thread-safety: callbacks run on the transport's thread; every member may
 // be called from any thread. Callback objects live as long as `Clients`.
-#ifndef SIMULATOR_CLIENTS_H
-#define SIMULATOR_CLIENTS_H
+#ifndef SIMNODE_CLIENTS_H
+#define SIMNODE_CLIENTS_H
 
 #include <cstdint>
 #include <map>
@@ -73,4 +73,4 @@ class Clients {
 
 }  // namespace trafsim
 
-#endif  // SIMULATOR_CLIENTS_H
+#endif  // SIMNODE_CLIENTS_H

@@ -6,8 +6,8 @@
 //
 // Thread-safety: every member may be called from any thread; lines never
 // interleave.
-#ifndef SIMULATOR_CONSOLE_H
-#define SIMULATOR_CONSOLE_H
+#ifndef SIMNODE_CONSOLE_H
+#define SIMNODE_CONSOLE_H
 
 #include <mutex>
 #include <ostream>
@@ -46,4 +46,4 @@ class Console {
 
 }  // namespace trafsim
 
-#endif  // SIMULATOR_CONSOLE_H
+#endif  // SIMNODE_CONSOLE_H

@@ -37,11 +37,6 @@ void LoopbackTransport::waitUntilDelivered() {
   m_drained.wait(lock, [&] { return m_delivered >= target; });
 }
 
-std::uint64_t LoopbackTransport::delivered() const {
-  const std::lock_guard<std::mutex> lock(m_mutex);
-  return m_delivered;
-}
-
 bool LoopbackTransport::isTransportThread() const {
   return std::this_thread::get_id() == m_thread.get_id();
 }

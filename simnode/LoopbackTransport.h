@@ -7,11 +7,11 @@
 // queue messages of their own. Messages are delivered one at a time, in the
 // order they were queued.
 //
-// Thread-safety: `post`, `waitUntilDelivered` and the counters may be called
+// Thread-safety: `post` and `waitUntilDelivered` may be called
 // from any thread but the transport's own (a receive callback must not wait
 // for itself). The destructor delivers what is still queued, then joins.
-#ifndef SIMULATOR_LOOPBACKTRANSPORT_H
-#define SIMULATOR_LOOPBACKTRANSPORT_H
+#ifndef SIMNODE_LOOPBACKTRANSPORT_H
+#define SIMNODE_LOOPBACKTRANSPORT_H
 
 #include <condition_variable>
 #include <cstdint>
@@ -51,7 +51,6 @@ class LoopbackTransport {
   // Blocks until every message queued so far has been delivered.
   void waitUntilDelivered();
 
-  std::uint64_t delivered() const;
   bool isTransportThread() const;
 
  private:
@@ -70,4 +69,4 @@ class LoopbackTransport {
 
 }  // namespace trafsim
 
-#endif  // SIMULATOR_LOOPBACKTRANSPORT_H
+#endif  // SIMNODE_LOOPBACKTRANSPORT_H

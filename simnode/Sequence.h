@@ -12,8 +12,8 @@
 //
 // Thread-safety: every member may be called from any thread.
 // Cost: one stored event per call; memory grows with the run.
-#ifndef SIMULATOR_SEQUENCE_H
-#define SIMULATOR_SEQUENCE_H
+#ifndef SIMNODE_SEQUENCE_H
+#define SIMNODE_SEQUENCE_H
 
 #include <cstddef>
 #include <functional>
@@ -67,4 +67,4 @@ class Sequence {
 
 }  // namespace trafsim
 
-#endif  // SIMULATOR_SEQUENCE_H
+#endif  // SIMNODE_SEQUENCE_H

@@ -14,8 +14,8 @@
 // HCC-D handler and the drivers may be called from any thread. Objects handed
 // to the module (frame formats, the HCC-D handler, driver records) live as
 // long as the platform.
-#ifndef SIMULATOR_SIMPLATFORM_H
-#define SIMULATOR_SIMPLATFORM_H
+#ifndef SIMNODE_SIMPLATFORM_H
+#define SIMNODE_SIMPLATFORM_H
 
 #include <cstdint>
 #include <memory>
@@ -98,4 +98,4 @@ class SimPlatform {
 
 }  // namespace trafsim
 
-#endif  // SIMULATOR_SIMPLATFORM_H
+#endif  // SIMNODE_SIMPLATFORM_H

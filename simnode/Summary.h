@@ -4,8 +4,8 @@
 //
 // Thread-safety: every member may be called from any thread (deliveries are
 // counted on the transport thread).
-#ifndef SIMULATOR_SUMMARY_H
-#define SIMULATOR_SUMMARY_H
+#ifndef SIMNODE_SUMMARY_H
+#define SIMNODE_SUMMARY_H
 
 #include <cstdint>
 #include <map>
@@ -61,4 +61,4 @@ class Summary {
 
 }  // namespace trafsim
 
-#endif  // SIMULATOR_SUMMARY_H
+#endif  // SIMNODE_SUMMARY_H
