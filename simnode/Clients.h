@@ -21,24 +21,16 @@
 #include <vector>
 
 #include "Console.h"
-#include "ITrafHandler.h"
 #include "Sequence.h"
 #include "Summary.h"
+#include "testing/RecordingHccdPortCallback.h"
 
 namespace trafsim {
 
 class Clients {
  public:
+  // In the order of the step "client <client> normal|throws|throws-unknown".
   enum class Behaviour { Normal, Throws, ThrowsUnknown };
-
-  // What one callback has got so far.
-  struct Received {
-    std::uint64_t calls = 0;
-    std::vector<unsigned char> last;
-    // Calls whose port id was not the one the callback was registered for.
-    std::uint64_t wrongPortIds = 0;
-    std::uint32_t lastPortId = 0;
-  };
 
   Clients(Sequence& sequence, Summary& summary, Console& console);
   ~Clients();
@@ -53,9 +45,10 @@ class Clients {
   ITrafHandler::HccdPortCallback& callback(const std::string& client,
                                            std::uint32_t channel,
                                            std::uint32_t portId);
-  // What that callback got; all zero when it was never made.
-  Received received(const std::string& client, std::uint32_t channel,
-                    std::uint32_t portId) const;
+  // What that callback got, oldest first; none when it was never made.
+  std::vector<trafhandler_testing::ReceivedHccdMessage> received(
+      const std::string& client, std::uint32_t channel,
+      std::uint32_t portId) const;
 
  private:
   class PortCallback;

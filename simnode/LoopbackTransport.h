@@ -43,13 +43,14 @@ class LoopbackTransport {
   LoopbackTransport(const LoopbackTransport&) = delete;
   LoopbackTransport& operator=(const LoopbackTransport&) = delete;
 
-  // Queues a copy of `length` bytes for `entry`. Cost: one copy of the data.
-  void post(rl::traf::HccdReceiveFunction entry, unsigned int ctIndex,
-            unsigned int portIndex, const unsigned char* data,
-            unsigned int length);
+  void post(Message message);
 
-  // Blocks until every message queued so far has been delivered.
+  // Blocks until every message queued so far has been delivered. Not while
+  // held.
   void waitUntilDelivered();
+  // While held, queued messages wait: a call that sends returns before the
+  // transport delivers, whatever the threads' timing.
+  void hold(bool held);
 
   bool isTransportThread() const;
 
@@ -63,6 +64,7 @@ class LoopbackTransport {
   std::deque<Message> m_queue;
   std::uint64_t m_posted = 0;
   std::uint64_t m_delivered = 0;
+  bool m_held = false;
   bool m_stopping = false;
   std::thread m_thread;  // last: starts once everything above exists
 };

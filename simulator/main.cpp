@@ -160,9 +160,9 @@ int runMain(int argc, char** argv) {
   }
   if (options.version) {
     const std::string soname = TRAFSIM_SONAME;
-    std::cout << "trafsim " << TRAFSIM_VERSION << "\nlibrary " << library->file()
-              << "\nSONAME " << (library->answersTo(soname) ? "" : "not ")
-              << soname << '\n';
+    std::cout << "trafsim " << TRAFSIM_VERSION << "\nlibrary "
+              << library->file() << "\nSONAME "
+              << (library->answersTo(soname) ? "" : "not ") << soname << '\n';
     return 0;
   }
   library.reset();  // each `load` step loads it afresh

@@ -11,6 +11,7 @@
 #define PLATFORM_STANDIN_DRIVERS_FAKEDRIVERS_H
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -25,7 +26,8 @@ class FakeDriver {
   struct Call {
     enum Kind { Write, Read };
     Kind kind;
-    std::uint32_t value;  // written, or handed back by a read
+    std::uint32_t
+        value;  // written, or what the caller's word holds after a read
     std::int32_t status;
   };
 
@@ -83,6 +85,13 @@ class FakeDriverLayer {
   void setGetInterfaceStatus(const std::string& name, std::int32_t status,
                              bool storesOnFailure = false);
 
+  // Receives each call as it is logged, on the caller's thread: a request
+  // for the driver `name` (`call` null), or a write or read of it. An empty
+  // function stops it.
+  using Observer = std::function<void(const std::string& name,
+                                      const FakeDriver::Call* call)>;
+  void setObserver(Observer observer);
+
   // Names passed to `CDriver_GetInterface`, oldest first.
   std::vector<std::string> requestedNames() const;
   void clearRequests();
@@ -101,13 +110,17 @@ class FakeDriverLayer {
     bool storesOnFailure;
   };
 
+  friend class FakeDriver;
+
   FakeDriverLayer() = default;
+  void observe(const std::string& name, const FakeDriver::Call* call);
 
   mutable std::mutex m_mutex;
   std::vector<FakeDriver*> m_drivers;
   std::vector<std::unique_ptr<FakeDriver>> m_allDrivers;
   std::vector<Injected> m_injected;
   std::vector<std::string> m_requested;
+  Observer m_observer;
 };
 
 }  // namespace standin

@@ -16,9 +16,22 @@ std::mutex& callLogMutex() {
   return *mutex;
 }
 
-void logCall(InterfaceBrokerControl::Call call) {
-  const std::lock_guard<std::mutex> lock(callLogMutex());
-  callLog().push_back(std::move(call));
+std::function<void(const InterfaceBrokerControl::Call&)>& observer() {
+  static auto* const function =
+      new std::function<void(const InterfaceBrokerControl::Call&)>();
+  return *function;
+}
+
+void logCall(const InterfaceBrokerControl::Call& call) {
+  std::function<void(const InterfaceBrokerControl::Call&)> observe;
+  {
+    const std::lock_guard<std::mutex> lock(callLogMutex());
+    callLog().push_back(call);
+    observe = observer();
+  }
+  if (observe) {
+    observe(call);
+  }
 }
 
 }  // namespace
@@ -71,6 +84,12 @@ IInterface* InterfaceBrokerControl::entry(const std::string& name) {
 std::vector<InterfaceBrokerControl::Call> InterfaceBrokerControl::calls() {
   const std::lock_guard<std::mutex> lock(callLogMutex());
   return callLog();
+}
+
+void InterfaceBrokerControl::setObserver(
+    std::function<void(const Call& call)> observer) {
+  const std::lock_guard<std::mutex> lock(callLogMutex());
+  ::observer() = std::move(observer);
 }
 
 void InterfaceBrokerControl::reset() {
