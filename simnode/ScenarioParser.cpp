@@ -367,6 +367,7 @@ bool parseResult(const StepRow& row, const std::vector<Token>& tokens,
 std::string misfit(const std::vector<const StepRow*>& rows,
                    const std::vector<Token>& call) {
   std::vector<std::size_t> depths;
+  depths.reserve(rows.size());
   for (const StepRow* row : rows) {
     depths.push_back(fit(split(row->usage), call));
   }

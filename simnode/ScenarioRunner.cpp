@@ -227,11 +227,11 @@ bool ScenarioRunner::callHandler(HandlerCall call) {
     arguments += (arguments.empty() ? "" : ", ") +
                  (item == "<bytes>" ? byteCount(step().bytes.size()) : word);
   }
+  text += '(' + arguments + ')';
   std::string firstError;
   m_platform.transport().hold(true);
   for (std::uint32_t i = 0; i < step().times; ++i) {
-    m_sequence.call(Party::Client, Party::TrafHandler,
-                    text + '(' + arguments + ')', client);
+    m_sequence.call(Party::Client, Party::TrafHandler, text, client);
     const Outcome outcome = call(*this, *m_handler);
     std::string reply = std::to_string(outcome.value);
     for (const auto& named : outcome.outputs) {

@@ -68,7 +68,7 @@ class FakeHccdHandler : public rl::traf::HccdHandlerBase {
  private:
   // Logs `call` under `lock`, unlocks, hands it to the observer and returns
   // the status to answer.
-  int logged(Call call, std::unique_lock<std::mutex>& lock);
+  int logged(const Call& call, std::unique_lock<std::mutex>& lock);
 
   mutable std::mutex m_mutex;
   int m_status = 0;

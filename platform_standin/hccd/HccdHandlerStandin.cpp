@@ -48,7 +48,8 @@ int FakeHccdHandler::sendMessage(unsigned int ctIndex, unsigned int portIndex,
   return status;
 }
 
-int FakeHccdHandler::logged(Call call, std::unique_lock<std::mutex>& lock) {
+int FakeHccdHandler::logged(const Call& call,
+                            std::unique_lock<std::mutex>& lock) {
   m_calls.push_back(call);
   const Observer observer = m_observer;
   const int status = m_status;
