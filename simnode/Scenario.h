@@ -110,14 +110,6 @@ struct Step {
   TraceMatcher matcher;
   std::optional<Outcome> result;  // what "=> ..." states
 
-  // Argument `i` of the numbers, as the 32-bit value the step gave.
-  std::uint32_t u32(std::size_t i) const {
-    return static_cast<std::uint32_t>(numbers[i]);
-  }
-  std::int32_t i32(std::size_t i) const {
-    return static_cast<std::int32_t>(numbers[i]);
-  }
-
   std::string where() const { return file + ':' + std::to_string(line); }
   bool isExpectation() const { return row->isExpectation; }
 };

@@ -62,10 +62,14 @@ class ScenarioRunner {
   static std::vector<StepRow> handlerSteps();
   static std::vector<StepRow> expectations();
 
-  // The running step's arguments.
+  // The running step's arguments; numbers as the 32-bit values it gave.
   const Step& step() const { return *m_step; }
-  std::uint32_t u32(std::size_t i) const { return m_step->u32(i); }
-  std::int32_t i32(std::size_t i) const { return m_step->i32(i); }
+  std::uint32_t u32(std::size_t i) const {
+    return static_cast<std::uint32_t>(m_step->numbers[i]);
+  }
+  std::int32_t i32(std::size_t i) const {
+    return static_cast<std::int32_t>(m_step->numbers[i]);
+  }
   const std::string& word(std::size_t i) const { return m_step->words[i]; }
   RadioChannel channel() const { return static_cast<RadioChannel>(u32(0)); }
   // Which of its choices the step's choice `i` is, as the enumerator of an

@@ -64,28 +64,18 @@ void SimPlatform::driverCalled(const std::string& name,
 
 void SimPlatform::hccdCalled(const standin::FakeHccdHandler::Call& call) {
   using Call = standin::FakeHccdHandler::Call;
-  const std::string ct = "(ct " + std::to_string(call.ctIndex);
-  const std::string port =
-      ct + ", portIndex " + std::to_string(call.portIndex) + ", ";
-  switch (call.kind) {
-    case Call::Start:
-      m_sequence.call(Party::TrafHandler, Party::HccdHandler,
-                      "startService" + ct + ')');
-      return;
-    case Call::Stop:
-      m_sequence.call(Party::TrafHandler, Party::HccdHandler,
-                      "stopService" + ct + ')');
-      return;
-    case Call::Register:
-      m_sequence.call(Party::TrafHandler, Party::HccdHandler,
-                      "registerPort" + port +
-                          entryName(call.binding.receiveFunction) + ')');
-      return;
-    case Call::Send:
-      m_sequence.call(Party::TrafHandler, Party::HccdHandler,
-                      "sendMessage" + port + byteCount(call.data.size()) + ')');
-      (void)receive(call.ctIndex, call.portIndex, call.data);
-      return;
+  static const char* const kNames[] = {"startService", "stopService",
+                                       "registerPort", "sendMessage"};
+  std::string text =
+      std::string(kNames[call.kind]) + "(ct " + std::to_string(call.ctIndex);
+  if (call.kind == Call::Register || call.kind == Call::Send) {
+    text += ", portIndex " + std::to_string(call.portIndex) + ", " +
+            (call.kind == Call::Send ? byteCount(call.data.size())
+                                     : entryName(call.binding.receiveFunction));
+  }
+  m_sequence.call(Party::TrafHandler, Party::HccdHandler, text + ')');
+  if (call.kind == Call::Send) {
+    (void)receive(call.ctIndex, call.portIndex, call.data);
   }
 }
 
