@@ -3,8 +3,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "testing/RecordingHccdPortCallback.h"
-
 namespace trafsim {
 
 // The shipped recording callback, as a client of the scenario behaves.
@@ -23,8 +21,10 @@ class Clients::PortCallback
     const std::string call = "onHccdDataReceived(portId " +
                              std::to_string(static_cast<unsigned>(portId)) +
                              ", " + byteCount(length) + ')';
-    m_clients.m_sequence.callClient(m_client, call);
-    m_clients.m_console.detail("[transport] client " + m_client + ": " + call);
+    m_clients.m_sequence.call(Party::TrafHandler, Party::Client, call,
+                              m_client);
+    m_clients.m_console.text("    [transport] client " + m_client + ": " +
+                             call);
     RecordingHccdPortCallback::onHccdDataReceived(data, length, portId);
     m_clients.m_summary.count(Traffic::Delivered, m_channel, m_portId);
     switch (m_clients.behaviour(m_client)) {
@@ -36,19 +36,6 @@ class Clients::PortCallback
         // Deliberately no std::exception: what a careless client may throw.
         throw 42;  // NOLINT(hicpp-exception-baseclass)
     }
-  }
-
-  Received received() const {
-    Received received;
-    for (const auto& message : messages()) {
-      ++received.calls;
-      received.last = message.data;
-      received.lastPortId = static_cast<std::uint32_t>(message.portId);
-      if (received.lastPortId != m_portId) {
-        ++received.wrongPortIds;
-      }
-    }
-    return received;
   }
 
  private:
@@ -85,12 +72,15 @@ ITrafHandler::HccdPortCallback& Clients::callback(const std::string& client,
   return *slot;
 }
 
-Clients::Received Clients::received(const std::string& client,
-                                    std::uint32_t channel,
-                                    std::uint32_t portId) const {
+std::vector<trafhandler_testing::ReceivedHccdMessage> Clients::received(
+    const std::string& client, std::uint32_t channel,
+    std::uint32_t portId) const {
   const std::lock_guard<std::mutex> lock(m_mutex);
   const auto it = m_callbacks.find({client, channel, portId});
-  return it == m_callbacks.end() ? Received{} : it->second->received();
+  if (it == m_callbacks.end()) {
+    return {};
+  }
+  return it->second->messages();
 }
 
 }  // namespace trafsim

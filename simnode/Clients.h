@@ -9,8 +9,8 @@
 //
 // Thread-safety: callbacks run on the transport's thread; every member may
 // be called from any thread. Callback objects live as long as `Clients`.
-#ifndef SIMULATOR_CLIENTS_H
-#define SIMULATOR_CLIENTS_H
+#ifndef SIMNODE_CLIENTS_H
+#define SIMNODE_CLIENTS_H
 
 #include <cstdint>
 #include <map>
@@ -21,24 +21,16 @@
 #include <vector>
 
 #include "Console.h"
-#include "ITrafHandler.h"
 #include "Sequence.h"
 #include "Summary.h"
+#include "testing/RecordingHccdPortCallback.h"
 
 namespace trafsim {
 
 class Clients {
  public:
+  // In the order of the step "client <client> normal|throws|throws-unknown".
   enum class Behaviour { Normal, Throws, ThrowsUnknown };
-
-  // What one callback has got so far.
-  struct Received {
-    std::uint64_t calls = 0;
-    std::vector<unsigned char> last;
-    // Calls whose port id was not the one the callback was registered for.
-    std::uint64_t wrongPortIds = 0;
-    std::uint32_t lastPortId = 0;
-  };
 
   Clients(Sequence& sequence, Summary& summary, Console& console);
   ~Clients();
@@ -53,9 +45,10 @@ class Clients {
   ITrafHandler::HccdPortCallback& callback(const std::string& client,
                                            std::uint32_t channel,
                                            std::uint32_t portId);
-  // What that callback got; all zero when it was never made.
-  Received received(const std::string& client, std::uint32_t channel,
-                    std::uint32_t portId) const;
+  // What that callback got, oldest first; none when it was never made.
+  std::vector<trafhandler_testing::ReceivedHccdMessage> received(
+      const std::string& client, std::uint32_t channel,
+      std::uint32_t portId) const;
 
  private:
   class PortCallback;
@@ -73,4 +66,4 @@ class Clients {
 
 }  // namespace trafsim
 
-#endif  // SIMULATOR_CLIENTS_H
+#endif  // SIMNODE_CLIENTS_H

@@ -2,16 +2,15 @@
 
 namespace trafsim {
 
-void Console::step(const std::string& where, const std::string& source) {
-  text(where + " | " + source);
-}
-
-void Console::detail(const std::string& line) { text("    " + line); }
-
-void Console::trace(const standin::TraceRecord& record, bool transport) {
+void Console::text(const std::string& line) {
   if (m_quiet) {
     return;
   }
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_out << line << '\n';
+}
+
+void Console::trace(const standin::TraceRecord& record, bool transport) {
   // The text is quoted so that its leading and trailing blanks show.
   std::string line = std::string(transport ? "    [transport] " : "    ") +
                      record.object + " L" +
@@ -23,31 +22,12 @@ void Console::trace(const standin::TraceRecord& record, bool transport) {
   if (!record.entry || !record.text.empty()) {
     line += " \"" + record.text + '"';
   }
-  const std::lock_guard<std::mutex> lock(m_mutex);
-  m_out << line << '\n';
-}
-
-void Console::met() { text("    ok"); }
-
-void Console::failure(const std::string& where, const std::string& line) {
-  if (m_quiet) {
-    return;
-  }
-  const std::lock_guard<std::mutex> lock(m_mutex);
-  m_out << "    FAILED " << where << ": " << line << '\n';
+  text(line);
 }
 
 void Console::error(const std::string& line) {
   const std::lock_guard<std::mutex> lock(m_mutex);
   m_err << "trafsim: " << line << '\n';
-}
-
-void Console::text(const std::string& line) {
-  if (m_quiet) {
-    return;
-  }
-  const std::lock_guard<std::mutex> lock(m_mutex);
-  m_out << line << '\n';
 }
 
 }  // namespace trafsim

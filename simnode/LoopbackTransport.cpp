@@ -16,13 +16,7 @@ LoopbackTransport::~LoopbackTransport() {
   m_thread.join();
 }
 
-void LoopbackTransport::post(rl::traf::HccdReceiveFunction entry,
-                             unsigned int ctIndex, unsigned int portIndex,
-                             const unsigned char* data, unsigned int length) {
-  Message message{entry, ctIndex, portIndex, {}};
-  if (data != nullptr) {
-    message.data.assign(data, data + length);
-  }
+void LoopbackTransport::post(Message message) {
   {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_queue.push_back(std::move(message));
@@ -37,9 +31,12 @@ void LoopbackTransport::waitUntilDelivered() {
   m_drained.wait(lock, [&] { return m_delivered >= target; });
 }
 
-std::uint64_t LoopbackTransport::delivered() const {
-  const std::lock_guard<std::mutex> lock(m_mutex);
-  return m_delivered;
+void LoopbackTransport::hold(bool held) {
+  {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_held = held;
+  }
+  m_queued.notify_one();
 }
 
 bool LoopbackTransport::isTransportThread() const {
@@ -49,7 +46,8 @@ bool LoopbackTransport::isTransportThread() const {
 void LoopbackTransport::run() {
   std::unique_lock<std::mutex> lock(m_mutex);
   for (;;) {
-    m_queued.wait(lock, [&] { return m_stopping || !m_queue.empty(); });
+    m_queued.wait(lock,
+                  [&] { return m_stopping || (!m_held && !m_queue.empty()); });
     if (m_queue.empty()) {
       return;
     }

@@ -7,11 +7,11 @@
 // queue messages of their own. Messages are delivered one at a time, in the
 // order they were queued.
 //
-// Thread-safety: `post`, `waitUntilDelivered` and the counters may be called
+// Thread-safety: `post` and `waitUntilDelivered` may be called
 // from any thread but the transport's own (a receive callback must not wait
 // for itself). The destructor delivers what is still queued, then joins.
-#ifndef SIMULATOR_LOOPBACKTRANSPORT_H
-#define SIMULATOR_LOOPBACKTRANSPORT_H
+#ifndef SIMNODE_LOOPBACKTRANSPORT_H
+#define SIMNODE_LOOPBACKTRANSPORT_H
 
 #include <condition_variable>
 #include <cstdint>
@@ -43,15 +43,15 @@ class LoopbackTransport {
   LoopbackTransport(const LoopbackTransport&) = delete;
   LoopbackTransport& operator=(const LoopbackTransport&) = delete;
 
-  // Queues a copy of `length` bytes for `entry`. Cost: one copy of the data.
-  void post(rl::traf::HccdReceiveFunction entry, unsigned int ctIndex,
-            unsigned int portIndex, const unsigned char* data,
-            unsigned int length);
+  void post(Message message);
 
-  // Blocks until every message queued so far has been delivered.
+  // Blocks until every message queued so far has been delivered. Not while
+  // held.
   void waitUntilDelivered();
+  // While held, queued messages wait: a call that sends returns before the
+  // transport delivers, whatever the threads' timing.
+  void hold(bool held);
 
-  std::uint64_t delivered() const;
   bool isTransportThread() const;
 
  private:
@@ -64,10 +64,11 @@ class LoopbackTransport {
   std::deque<Message> m_queue;
   std::uint64_t m_posted = 0;
   std::uint64_t m_delivered = 0;
+  bool m_held = false;
   bool m_stopping = false;
   std::thread m_thread;  // last: starts once everything above exists
 };
 
 }  // namespace trafsim
 
-#endif  // SIMULATOR_LOOPBACKTRANSPORT_H
+#endif  // SIMNODE_LOOPBACKTRANSPORT_H

@@ -28,54 +28,13 @@ std::string dlError(const char* otherwise) {
   return reason != nullptr ? reason : otherwise;
 }
 
-// DT_SONAME from the dynamic section the loader mapped.
-std::string sonameOf(const link_map& map) {
-  const char* strings = nullptr;
-  const ElfW(Dyn)* soname = nullptr;
-  for (const ElfW(Dyn)* dyn = map.l_ld; dyn->d_tag != DT_NULL; ++dyn) {
-    if (dyn->d_tag == DT_STRTAB) {
-      // The loader relocates this entry where the section is writable.
-      ElfW(Addr) address = dyn->d_un.d_ptr;
-      if (address < map.l_addr) {
-        address += map.l_addr;
-      }
-      // The dynamic section holds the address as an integer.
-      // NOLINTNEXTLINE(performance-no-int-to-ptr)
-      strings = reinterpret_cast<const char*>(address);
-    } else if (dyn->d_tag == DT_SONAME) {
-      soname = dyn;
-    }
-  }
-  if (strings == nullptr || soname == nullptr) {
-    return {};
-  }
-  return strings + soname->d_un.d_val;
-}
-
 }  // namespace
-
-bool identifyLibrary(const std::string& path, LibraryIdentity& identity,
-                     std::string& error) {
-  void* const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (library == nullptr) {
-    error = dlError("dlopen failed");
-    return false;
-  }
-  link_map* map = nullptr;
-  if (dlinfo(library, RTLD_DI_LINKMAP, &map) == 0 && map != nullptr) {
-    identity.file = map->l_name;
-    identity.soname = sonameOf(*map);
-  }
-  (void)dlclose(library);
-  return true;
-}
 
 std::unique_ptr<TrafHandlerModule> TrafHandlerModule::load(
     const std::string& path, std::string& error) {
   void* const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) {
-    const char* const reason = dlerror();
-    error = reason != nullptr ? reason : "dlopen failed";
+    error = dlError("dlopen failed");
     return nullptr;
   }
   std::unique_ptr<TrafHandlerModule> module(new TrafHandlerModule());
@@ -125,6 +84,25 @@ rl::traf::HccdReceiveFunction TrafHandlerModule::receiveEntry(
   return ctIndex == 0 ? m_receiveCt1 : m_receiveCt2;
 }
 
+std::string TrafHandlerModule::file() const {
+  link_map* map = nullptr;
+  if (dlinfo(m_library, RTLD_DI_LINKMAP, &map) != 0 || map == nullptr) {
+    return {};
+  }
+  return map->l_name;
+}
+
+bool TrafHandlerModule::answersTo(const std::string& soname) const {
+  // The loader matches a loaded library by its SONAME too; RTLD_NOLOAD
+  // loads nothing new.
+  void* const found = dlopen(soname.c_str(), RTLD_LAZY | RTLD_NOLOAD);
+  if (found == nullptr) {
+    return false;
+  }
+  (void)dlclose(found);
+  return found == m_library;
+}
+
 bool TrafHandlerModule::unload(std::string& error) {
   if (m_library == nullptr) {
     return true;
@@ -133,8 +111,7 @@ bool TrafHandlerModule::unload(std::string& error) {
   m_library = nullptr;
   m_handler = nullptr;
   if (dlclose(library) != 0) {
-    const char* const reason = dlerror();
-    error = reason != nullptr ? reason : "dlclose failed";
+    error = dlError("dlclose failed");
     return false;
   }
   return true;

@@ -7,8 +7,8 @@
 //
 // Thread-safety: load, the lifecycle calls and unload belong to one thread;
 // the receive entries may be called from any thread.
-#ifndef SIMULATOR_MODULELOADER_H
-#define SIMULATOR_MODULELOADER_H
+#ifndef SIMNODE_MODULELOADER_H
+#define SIMNODE_MODULELOADER_H
 
 #include <cstdint>
 #include <memory>
@@ -37,16 +37,6 @@ inline constexpr char kReceiveCt1[] = "hccDataReceivedCt1";
 inline constexpr char kReceiveCt2[] = "hccDataReceivedCt2";
 }  // namespace entry
 
-// What the dynamic loader makes of the library at `path`: the file it loads
-// and the SONAME it records. The library is loaded and unloaded again; false,
-// saying why in `error`, when it cannot be loaded.
-struct LibraryIdentity {
-  std::string file;
-  std::string soname;  // empty when the library records none
-};
-bool identifyLibrary(const std::string& path, LibraryIdentity& identity,
-                     std::string& error);
-
 class TrafHandlerModule {
  public:
   // Loads the library at `path`. On failure returns null and says why in
@@ -68,10 +58,15 @@ class TrafHandlerModule {
   // `hccDataReceivedCt1` for ct index 0, `hccDataReceivedCt2` otherwise.
   rl::traf::HccdReceiveFunction receiveEntry(unsigned int ctIndex) const;
 
+  // The file the dynamic loader mapped, as it names it.
+  std::string file() const;
+  // Whether the loaded library is the one the loader finds under `soname`,
+  // i.e. it records that SONAME (or is a file of that name).
+  bool answersTo(const std::string& soname) const;
+
   // `dlclose`; the handler's destructor runs here. Returns false, saying why
   // in `error`, when the library stays loaded.
   bool unload(std::string& error);
-  bool isLoaded() const { return m_library != nullptr; }
 
  private:
   using GetInstanceFn = tarvik::TrafHandler& (*)(RadioChannel);
@@ -96,4 +91,4 @@ class TrafHandlerModule {
 
 }  // namespace trafsim
 
-#endif  // SIMULATOR_MODULELOADER_H
+#endif  // SIMNODE_MODULELOADER_H

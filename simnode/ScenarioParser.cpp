@@ -2,13 +2,11 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdlib>
+#include <charconv>
+#include <cstring>
 #include <set>
 #include <sstream>
 #include <tuple>
-
-#include "ModuleManager.h"
-#include "NodeFacts.h"
 
 namespace trafsim {
 
@@ -19,19 +17,21 @@ bool isFlagOutput(const std::string& name) {
   return name == "ais" || name == "rdi" || name == "rdiRemote";
 }
 
-constexpr std::uint32_t kMaxTimes = 100000;
+constexpr std::int64_t kU32Max = 0xFFFFFFFF;
 
 struct Token {
   std::string text;
   bool quoted;
 };
 
-std::vector<std::string> split(const std::string& text) {
+std::vector<std::string> split(const std::string& text, char separator = ' ') {
   std::istringstream in(text);
   std::vector<std::string> words;
   std::string word;
-  while (in >> word) {
-    words.push_back(word);
+  while (std::getline(in, word, separator)) {
+    if (!word.empty()) {
+      words.push_back(word);
+    }
   }
   return words;
 }
@@ -55,174 +55,116 @@ std::size_t editDistance(const std::string& a, const std::string& b) {
   return row[b.size()];
 }
 
-// `unknown` + " \"text\"", with the closest of `known` when one is close.
-std::string unknownName(const std::string& unknown, const std::string& text,
-                        const std::vector<std::string>& known) {
-  std::string error = "unknown " + unknown + " \"" + text + '"';
+// " (did you mean X?)" with the closest of `known` when one is close to
+// `text`, else " (`otherwise`)", or nothing when that is empty.
+std::string hint(const std::string& text, const std::vector<std::string>& known,
+                 const std::string& otherwise = {}) {
   std::size_t best = text.size() / 3 + 2;
   std::string closest;
   for (const std::string& name : known) {
     const std::size_t distance = editDistance(text, name);
-    if (distance < best) {
+    // The word itself is no hint: it is out of place or lacks its value.
+    if (distance < best && distance > 0) {
       best = distance;
       closest = name;
     }
   }
-  return closest.empty() ? error : error + " (did you mean " + closest + "?)";
+  if (!closest.empty()) {
+    return " (did you mean " + closest + "?)";
+  }
+  return otherwise.empty() ? "" : " (" + otherwise + ')';
 }
 
-bool isRest(const std::string& item) {
-  return item == "<bytes>" || item == "<data>" || item == "<matcher>";
+// Splits a line into words and double-quoted texts (with \" and \\) up to an
+// unquoted '#'; `source` gets the line up to there, trimmed.
+bool tokenize(const std::string& line, std::vector<Token>& tokens,
+              std::string& source, std::string& error) {
+  std::size_t i = 0;
+  while (i < line.size() && line[i] != '#') {
+    if (std::isspace(static_cast<unsigned char>(line[i])) != 0) {
+      ++i;
+    } else if (line[i] != '"') {
+      const std::size_t end =
+          std::min(line.find_first_of(" \t\r\"#", i), line.size());
+      tokens.push_back({line.substr(i, end - i), false});
+      i = end;
+    } else {
+      std::string text;
+      for (++i; i < line.size() && line[i] != '"'; ++i) {
+        if (line[i] == '\\' && i + 1 < line.size()) {
+          ++i;
+        }
+        text += line[i];
+      }
+      if (i++ == line.size()) {
+        error = "unterminated text: a '\"' is missing";
+        return false;
+      }
+      tokens.push_back({text, true});
+    }
+  }
+  const std::size_t first = line.find_first_not_of(" \t");
+  const std::size_t last = line.find_last_not_of(" \t\r", i - 1);
+  source = i == 0 || last < first ? "" : line.substr(first, last - first + 1);
+  return true;
 }
 
 bool isPlaceholder(const std::string& item) {
   return item.size() > 2 && item.front() == '<' && item.back() == '>';
 }
 
-bool isChoice(const std::string& item, const std::string& token) {
-  std::istringstream choices(item);
-  std::string choice;
-  while (std::getline(choices, choice, '|')) {
-    if (choice == token) {
-      return true;
-    }
-  }
-  return false;
+bool isRest(const std::string& item) {
+  const Placeholder* const placeholder = findPlaceholder(item);
+  return placeholder != nullptr && placeholder->kind == Placeholder::Rest;
 }
 
-// Whether `tokens` have the shape of `usage`: its literal words and choices
-// in place, one token per placeholder, the rest for a trailing list.
-bool fits(const std::vector<std::string>& usage,
-          const std::vector<Token>& tokens) {
+// Whether `token` is the literal word, or one of the choices "a|b", `item`.
+bool isWordOf(const std::string& item, const Token& token) {
+  const std::vector<std::string> words = split(item, '|');
+  return !token.quoted &&
+         std::find(words.begin(), words.end(), token.text) != words.end();
+}
+
+// How many items of `usage` the tokens fill, in order: literal words and
+// choices as written, a placeholder any one token, a trailing list the rest.
+// `usage.size() + 1` when the tokens fit `usage` whole.
+std::size_t fit(const std::vector<std::string>& usage,
+                const std::vector<Token>& tokens) {
   for (std::size_t i = 0; i < usage.size(); ++i) {
     if (isRest(usage[i])) {
-      return true;
+      return usage.size() + 1;
     }
-    if (i >= tokens.size()) {
-      return false;
-    }
-    if (!isPlaceholder(usage[i]) &&
-        (tokens[i].quoted || !isChoice(usage[i], tokens[i].text))) {
-      return false;
+    if (i >= tokens.size() ||
+        (!isPlaceholder(usage[i]) && !isWordOf(usage[i], tokens[i]))) {
+      return i;
     }
   }
-  return usage.size() == tokens.size();
+  return tokens.size() == usage.size() ? usage.size() + 1 : usage.size();
 }
 
-// Splits a line into words and double-quoted texts (with \" and \\) up to an
-// unquoted '#'.
-bool tokenize(const std::string& line, std::vector<Token>& tokens,
-              std::string& error) {
-  std::size_t i = 0;
-  while (i < line.size()) {
-    const char c = line[i];
-    if (std::isspace(static_cast<unsigned char>(c)) != 0) {
-      ++i;
-      continue;
-    }
-    if (c == '#') {
-      return true;
-    }
-    if (c != '"') {
-      const std::size_t end = line.find_first_of(" \t\r\"#", i);
-      const std::size_t stop = end == std::string::npos ? line.size() : end;
-      tokens.push_back({line.substr(i, stop - i), false});
-      i = stop;
-      continue;
-    }
-    std::string text;
-    ++i;
-    bool closed = false;
-    while (i < line.size() && !closed) {
-      if (line[i] == '\\' && i + 1 < line.size()) {
-        text += line[i + 1];
-        i += 2;
-      } else if (line[i] == '"') {
-        closed = true;
-        ++i;
-      } else {
-        text += line[i++];
-      }
-    }
-    if (!closed) {
-      error = "unterminated text: a '\"' is missing";
-      return false;
-    }
-    tokens.push_back({text, true});
-  }
-  return true;
-}
-
-// The line up to its comment, trimmed.
-std::string sourceOf(const std::string& line) {
-  bool quoted = false;
-  std::size_t end = line.size();
-  for (std::size_t i = 0; i < line.size(); ++i) {
-    if (line[i] == '\\' && quoted) {
-      ++i;
-    } else if (line[i] == '"') {
-      quoted = !quoted;
-    } else if (line[i] == '#' && !quoted) {
-      end = i;
-      break;
-    }
-  }
-  const std::size_t first = line.find_first_not_of(" \t");
-  const std::size_t last = line.find_last_not_of(" \t\r", end - 1);
-  if (first == std::string::npos || end == 0 || last < first) {
-    return "";
-  }
-  return line.substr(first, last - first + 1);
-}
-
-class LineParser {
- public:
-  LineParser(const std::vector<Token>& tokens, Step& step)
-      : m_tokens(tokens), m_step(step) {}
-
-  // Fills the step's arguments from the tokens as `usage` places them.
-  bool arguments(const std::vector<std::string>& usage, std::string& error) {
-    for (std::size_t i = 0; i < usage.size(); ++i) {
-      if (!argument(usage[i], i, error)) {
-        return false;
-      }
-    }
-    return true;
-  }
-
-  bool result(const StepRow& row, const std::vector<Token>& tokens,
-              std::string& error);
-
- private:
-  bool argument(const std::string& item, std::size_t i, std::string& error);
-  bool bytes(std::size_t from, bool allowTimes, std::string& error);
-  bool matcher(std::size_t from, std::string& error);
-
-  const std::vector<Token>& m_tokens;
-  Step& m_step;
-};
-
+// Decimal or 0x hex, optionally negative, within [low, high].
 bool parseNumber(const std::string& text, std::int64_t low, std::int64_t high,
                  std::int64_t& value, std::string& error) {
   const bool negative = !text.empty() && text[0] == '-';
-  const std::string digits = negative ? text.substr(1) : text;
-  const bool hex = digits.size() > 2 && digits[0] == '0' &&
-                   (digits[1] == 'x' || digits[1] == 'X');
-  const std::string body = hex ? digits.substr(2) : digits;
-  const bool valid =
-      !body.empty() && body.size() <= 10 &&
-      std::all_of(body.begin(), body.end(), [hex](char c) {
-        return hex ? std::isxdigit(static_cast<unsigned char>(c)) != 0
-                   : std::isdigit(static_cast<unsigned char>(c)) != 0;
-      });
-  if (!valid) {
+  const char* first = text.data() + (negative ? 1 : 0);
+  const char* const last = text.data() + text.size();
+  int base = 10;
+  if (last - first > 2 && first[0] == '0' &&
+      (first[1] == 'x' || first[1] == 'X')) {
+    base = 16;
+    first += 2;
+  }
+  std::uint64_t magnitude = 0;
+  const auto [end, status] = std::from_chars(first, last, magnitude, base);
+  if (first == last || end != last || status == std::errc::invalid_argument) {
     error = '"' + text + "\" is not a number";
     return false;
   }
-  const std::int64_t magnitude = static_cast<std::int64_t>(
-      std::strtoull(body.c_str(), nullptr, hex ? 16 : 10));
-  value = negative ? -magnitude : magnitude;
-  if (value < low || value > high) {
+  // Beyond 36 bits nothing is in any range; the sign cannot overflow.
+  const bool huge = status == std::errc::result_out_of_range ||
+                    magnitude > (std::uint64_t{1} << 36);
+  value = static_cast<std::int64_t>(magnitude) * (negative ? -1 : 1);
+  if (huge || value < low || value > high) {
     error = text + " is out of range (" + std::to_string(low) + " to " +
             std::to_string(high) + ')';
     return false;
@@ -240,166 +182,143 @@ bool parseBool(const std::string& text, std::int64_t& value,
   return true;
 }
 
-constexpr std::int64_t kU32Max = 0xFFFFFFFF;
-constexpr std::int64_t kI32Min = -2147483648LL;
-constexpr std::int64_t kI32Max = 2147483647LL;
-
-bool isName(const std::string& text, bool allowDots) {
-  return !text.empty() &&
-         std::all_of(text.begin(), text.end(), [allowDots](char c) {
-           return std::isalnum(static_cast<unsigned char>(c)) != 0 ||
-                  c == '_' || (allowDots && (c == '.' || c == '-'));
-         });
-}
-
-bool LineParser::argument(const std::string& item, std::size_t i,
-                          std::string& error) {
-  if (!isPlaceholder(item)) {
-    // A choice: which one was written is an argument; a literal word is not.
-    if (item.find('|') != std::string::npos) {
-      m_step.words.push_back(m_tokens[i].text);
-    }
-    return true;
-  }
-  if (item == "<bytes>" || item == "<data>") {
-    return bytes(i, item == "<bytes>", error);
-  }
-  if (item == "<matcher>") {
-    return matcher(i, error);
-  }
-  const std::string& text = m_tokens[i].text;
-  std::int64_t number = 0;
-  if (item == "<phase>") {
-    standin::Phase phase{};
-    if (!standin::phaseFromName(text, phase)) {
-      std::vector<std::string> names;
-      for (const standin::Phase known : standin::kPhases) {
-        names.emplace_back(standin::phaseName(known));
-      }
-      error = unknownName("phase", text, names);
-      return false;
-    }
-    m_step.words.push_back(text);
-    return true;
-  }
-  if (item == "<driver>") {
-    const std::vector<std::string> names = nodefacts::boardDriverNames();
-    if (std::find(names.begin(), names.end(), text) == names.end()) {
-      error = unknownName("driver", text, names);
-      return false;
-    }
-    m_step.words.push_back(text);
-    return true;
-  }
-  if (item == "<client>" || item == "<name>") {
-    if (!isName(text, item == "<name>")) {
-      error = '"' + text + "\" is not a name";
-      return false;
-    }
-    m_step.words.push_back(text);
-    return true;
-  }
-  if (item == "<action>" && (text == "start" || text == "stop")) {
-    m_step.numbers.push_back(text == "start" ? 0 : 1);
-    return true;
-  }
-  if (item == "<bool>") {
-    if (!parseBool(text, number, error)) {
-      return false;
-    }
-    m_step.numbers.push_back(number);
-    return true;
-  }
-  std::int64_t low = 0;
-  std::int64_t high = kU32Max;
-  if (item == "<i32>") {
-    low = kI32Min;
-    high = kI32Max;
-  } else if (item == "<ct>") {
-    high = 1;
-  } else if (item == "<threshold>") {
-    high = 6;
-  } else if (item == "<level>") {
-    low = 1;
-    high = 6;
-  }
-  if (!parseNumber(text, low, high, number, error)) {
-    return false;
-  }
-  m_step.numbers.push_back(number);
-  return true;
-}
-
-bool LineParser::bytes(std::size_t from, bool allowTimes, std::string& error) {
-  m_step.hasBytes = true;
+// Bytes from `tokens[from]` on: two hex digits each, or `empty`; `times N`
+// may follow where `allowTimes`.
+bool parseBytes(const std::vector<Token>& tokens, std::size_t from,
+                bool allowTimes, Step& step, std::string& error) {
+  step.hasBytes = true;
   std::size_t i = from;
-  if (i < m_tokens.size() && m_tokens[i].text == "empty") {
+  if (i < tokens.size() && tokens[i].text == "empty") {
     ++i;
   } else {
-    for (; i < m_tokens.size() && m_tokens[i].text != "times"; ++i) {
-      const std::string& text = m_tokens[i].text;
-      const bool valid = text.size() == 2 && !m_tokens[i].quoted &&
-                         std::isxdigit(static_cast<unsigned char>(text[0])) &&
-                         std::isxdigit(static_cast<unsigned char>(text[1]));
-      if (!valid) {
-        error = '"' + text + "\" is not a byte (two hex digits, e.g. 0a)";
+    for (; i < tokens.size() && tokens[i].text != "times"; ++i) {
+      const std::string& text = tokens[i].text;
+      unsigned int byte = 0;
+      const char* const end = text.data() + text.size();
+      if (text.size() != 2 || tokens[i].quoted ||
+          std::from_chars(text.data(), end, byte, 16).ptr != end) {
+        error = '"' + text + "\" is not a byte (two hex digits, e.g. 0a)" +
+                hint(text, {"empty", "times"});
         return false;
       }
-      m_step.bytes.push_back(
-          static_cast<unsigned char>(std::strtoul(text.c_str(), nullptr, 16)));
+      step.bytes.push_back(static_cast<unsigned char>(byte));
     }
-    if (m_step.bytes.empty()) {
+    if (step.bytes.empty()) {
       error = "no data bytes (write `empty` for a message without any)";
       return false;
     }
   }
-  if (i == m_tokens.size()) {
+  if (i == tokens.size()) {
     return true;
   }
-  std::int64_t times = 0;
-  if (!allowTimes || m_tokens[i].text != "times" || i + 2 != m_tokens.size()) {
-    error = "unexpected \"" + m_tokens[i].text + "\" after the data" +
+  if (!allowTimes || tokens[i].text != "times" || i + 2 != tokens.size()) {
+    error = "unexpected \"" + tokens[i].text + "\" after the data" +
             (allowTimes ? " (only `times N` may follow)" : "");
     return false;
   }
-  if (!parseNumber(m_tokens[i + 1].text, 1, kMaxTimes, times, error)) {
+  const Placeholder& bytes = *findPlaceholder("<bytes>");
+  std::int64_t times = 0;
+  if (!parseNumber(tokens[i + 1].text, bytes.low, bytes.high, times, error)) {
     return false;
   }
-  m_step.times = static_cast<std::uint32_t>(times);
+  step.times = static_cast<std::uint32_t>(times);
   return true;
 }
 
-bool LineParser::matcher(std::size_t from, std::string& error) {
-  TraceMatcher& matcher = m_step.matcher;
-  for (std::size_t i = from; i < m_tokens.size(); ++i) {
-    const Token& token = m_tokens[i];
-    const bool hasNext = i + 1 < m_tokens.size();
+bool parseMatcher(const std::vector<Token>& tokens, std::size_t from,
+                  TraceMatcher& matcher, std::string& error) {
+  for (std::size_t i = from; i < tokens.size(); ++i) {
+    const Token& token = tokens[i];
+    const bool hasNext = i + 1 < tokens.size();
     if (token.quoted) {
       matcher.text = token.text;
     } else if (token.text == "level" && hasNext) {
+      const Placeholder& levels = *findPlaceholder("<level>");
       std::int64_t level = 0;
-      if (!parseNumber(m_tokens[++i].text, 1, 6, level, error)) {
+      if (!parseNumber(tokens[++i].text, levels.low, levels.high, level,
+                       error)) {
         return false;
       }
       matcher.level = static_cast<std::uint32_t>(level);
     } else if (token.text == "function" && hasNext) {
-      matcher.function = m_tokens[++i].text;
-    } else if (token.text == "containing" && hasNext &&
-               m_tokens[i + 1].quoted) {
-      matcher.text = m_tokens[++i].text;
+      matcher.function = tokens[++i].text;
+    } else if (token.text == "containing" && hasNext && tokens[i + 1].quoted) {
+      matcher.text = tokens[++i].text;
       matcher.containing = true;
     } else {
-      error = "unexpected \"" + token.text +
-              "\" in a trace matcher (level N, function NAME, \"text\" or "
-              "containing \"text\")";
+      error = "unexpected \"" + token.text + "\" in a trace matcher" +
+              hint(token.text, {"level", "function", "containing"},
+                   "level N, function NAME, \"text\" or containing \"text\"");
       return false;
     }
   }
   return true;
 }
 
-bool LineParser::result(const StepRow& row, const std::vector<Token>& tokens,
-                        std::string& error) {
+// Argument `i` of the step, which `usage` places at `item`.
+bool parseArgument(const std::string& item, const std::vector<Token>& tokens,
+                   std::size_t i, Step& step, std::string& error) {
+  if (!isPlaceholder(item)) {
+    // A choice: which one was written is an argument; a literal word is not.
+    const std::vector<std::string> choices = split(item, '|');
+    if (choices.size() > 1) {
+      step.words.push_back(tokens[i].text);
+      step.choices.push_back(static_cast<std::size_t>(
+          std::find(choices.begin(), choices.end(), tokens[i].text) -
+          choices.begin()));
+    }
+    return true;
+  }
+  const Placeholder& placeholder = *findPlaceholder(item);
+  const std::string& text = i < tokens.size() ? tokens[i].text : "";
+  switch (placeholder.kind) {
+    case Placeholder::Rest:
+      if (item == "<matcher>") {
+        return parseMatcher(tokens, i, step.matcher, error);
+      }
+      return parseBytes(tokens, i, item == "<bytes>", step, error);
+    case Placeholder::Number: {
+      // A word of the placeholder stands for its position.
+      const auto word =
+          std::find(placeholder.words.begin(), placeholder.words.end(), text);
+      std::int64_t number = word - placeholder.words.begin();
+      if (word == placeholder.words.end() &&
+          !parseNumber(text, placeholder.low, placeholder.high, number,
+                       error)) {
+        error += hint(text, placeholder.words);
+        return false;
+      }
+      step.numbers.push_back(number);
+      return true;
+    }
+    case Placeholder::Word:
+      if (std::find(placeholder.words.begin(), placeholder.words.end(), text) ==
+          placeholder.words.end()) {
+        const std::string kind = item.substr(1, item.size() - 2);
+        error = "unknown " + kind + " \"" + text + '"' +
+                hint(text, placeholder.words,
+                     placeholder.words.size() <= 3
+                         ? "expected " + listed(placeholder.words)
+                         : "");
+        return false;
+      }
+      break;
+    case Placeholder::Name:
+      if (text.empty() || !std::all_of(text.begin(), text.end(), [&](char c) {
+            return std::isalnum(static_cast<unsigned char>(c)) != 0 ||
+                   std::strchr(placeholder.punctuation, c) != nullptr;
+          })) {
+        error = '"' + text + "\" is not a name";
+        return false;
+      }
+      break;
+  }
+  step.words.push_back(text);
+  return true;
+}
+
+bool parseResult(const StepRow& row, const std::vector<Token>& tokens,
+                 Step& step, std::string& error) {
   if (row.result == ResultKind::None) {
     error = "this step has no result to state after =>";
     return false;
@@ -409,21 +328,21 @@ bool LineParser::result(const StepRow& row, const std::vector<Token>& tokens,
     return false;
   }
   Outcome expected;
-  if (row.result == ResultKind::Bool) {
-    if (!parseBool(tokens[0].text, expected.value, error)) {
-      return false;
-    }
-  } else if (!parseNumber(tokens[0].text, 0, kU32Max, expected.value, error)) {
+  if (row.result == ResultKind::Bool
+          ? !parseBool(tokens[0].text, expected.value, error)
+          : !parseNumber(tokens[0].text, 0, kU32Max, expected.value, error)) {
     return false;
   }
   const std::vector<std::string> allowed = split(row.outputs);
   for (std::size_t i = 1; i < tokens.size(); i += 2) {
     const std::string& name = tokens[i].text;
+    if (allowed.empty()) {
+      error = "unexpected \"" + name + "\": this step has no outputs";
+      return false;
+    }
     if (std::find(allowed.begin(), allowed.end(), name) == allowed.end()) {
-      error = allowed.empty()
-                  ? "unexpected \"" + name + "\": this step has no outputs"
-                  : "unknown output \"" + name + "\" (outputs: " + row.outputs +
-                        ')';
+      error = "unknown output \"" + name + '"' +
+              hint(name, allowed, "outputs: " + std::string(row.outputs));
       return false;
     }
     if (i + 1 == tokens.size()) {
@@ -432,18 +351,48 @@ bool LineParser::result(const StepRow& row, const std::vector<Token>& tokens,
     }
     const std::string& text = tokens[i + 1].text;
     std::int64_t value = kUnset;
-    if (isFlagOutput(name)) {
-      if (!parseBool(text, value, error)) {
-        return false;
-      }
-    } else if (text != "unset" &&
-               !parseNumber(text, 0, kU32Max, value, error)) {
+    if (isFlagOutput(name)
+            ? !parseBool(text, value, error)
+            : text != "unset" && !parseNumber(text, 0, kU32Max, value, error)) {
       return false;
     }
     expected.outputs.emplace_back(name, value);
   }
-  m_step.result = expected;
+  step.result = expected;
   return true;
+}
+
+// Why `call` fits none of `rows`, the forms of its step: a word where one
+// of some words belongs, or the forms that come closest.
+std::string misfit(const std::vector<const StepRow*>& rows,
+                   const std::vector<Token>& call) {
+  std::vector<std::size_t> depths;
+  depths.reserve(rows.size());
+  for (const StepRow* row : rows) {
+    depths.push_back(fit(split(row->usage), call));
+  }
+  const std::size_t depth = *std::max_element(depths.begin(), depths.end());
+  std::vector<std::string> words;
+  std::string usages;
+  for (std::size_t r = 0; r < rows.size(); ++r) {
+    if (depths[r] != depth) {
+      continue;
+    }
+    usages +=
+        (usages.empty() ? "expected " : " or ") + std::string(rows[r]->usage);
+    const std::vector<std::string> usage = split(rows[r]->usage);
+    if (depth < usage.size() && !isPlaceholder(usage[depth])) {
+      for (const std::string& word : split(usage[depth], '|')) {
+        words.push_back(word);
+      }
+    }
+  }
+  if (depth >= call.size() || words.empty()) {
+    return usages;
+  }
+  const std::string& text = call[depth].text;
+  return "unknown word \"" + text + '"' +
+         hint(text, words, "expected " + listed(words));
 }
 
 // Parses one line that holds a step; false with `error` when malformed.
@@ -453,53 +402,53 @@ bool parseStep(const std::vector<Token>& tokens, Step& step,
       std::find_if(tokens.begin(), tokens.end(),
                    [](const Token& t) { return !t.quoted && t.text == "=>"; });
   const std::vector<Token> call(tokens.begin(), arrow);
-  const std::vector<Token> outcome(arrow == tokens.end() ? arrow : arrow + 1,
-                                   tokens.end());
-  std::vector<const StepRow*> candidates;
-  std::vector<std::string> stepNames;
+  std::vector<const StepRow*> rows;
+  std::vector<std::string> names;
   for (const StepRow& row : stepTable()) {
     const std::string name = split(row.usage).front();
     if (!call.empty() && name == call.front().text) {
-      candidates.push_back(&row);
+      rows.push_back(&row);
     }
-    stepNames.push_back(name);
+    names.push_back(name);
   }
-  if (candidates.empty()) {
-    error = call.empty() ? "unknown step \"=>\""
-                         : unknownName("step", call.front().text, stepNames);
+  if (rows.empty()) {
+    const std::string text = call.empty() ? "=>" : call.front().text;
+    error = "unknown step \"" + text + '"' + hint(text, names);
     return false;
   }
-  for (const StepRow* row : candidates) {
+  for (const StepRow* row : rows) {
     const std::vector<std::string> usage = split(row->usage);
-    if (!fits(usage, call)) {
+    if (fit(usage, call) <= usage.size()) {
       continue;
     }
     step.row = row;
-    LineParser parser(call, step);
-    if (!parser.arguments(usage, error)) {
-      return false;
+    for (std::size_t i = 0; i < usage.size(); ++i) {
+      if (!parseArgument(usage[i], call, i, step, error)) {
+        return false;
+      }
     }
-    return arrow == tokens.end() || parser.result(*row, outcome, error);
+    return arrow == tokens.end() ||
+           parseResult(*row, {arrow + 1, tokens.end()}, step, error);
   }
-  error = "expected ";
-  for (std::size_t i = 0; i < candidates.size(); ++i) {
-    error += (i == 0 ? "" : " or ") + std::string(candidates[i]->usage);
-  }
+  error = misfit(rows, call);
   return false;
 }
 
-// Whether every "expect got" names a callback registered on an earlier line;
-// a misspelt client or port would otherwise only show as a count of 0.
+// Whether every callback an expectation reads was registered on an earlier
+// line; a misspelt client or port would otherwise only show as a count of 0.
 void checkCallbacks(const Scenario& scenario, std::vector<ParseError>& errors) {
   std::set<std::tuple<std::string, std::int64_t, std::int64_t>> registered;
   for (const Step& step : scenario.steps) {
-    const std::string usage = step.row->usage;
-    if (usage.rfind("hccdControllerRegisterPort", 0) == 0) {
-      registered.emplace(step.words[0], step.numbers[0], step.numbers[1]);
+    const ClientRole role = step.row->client;
+    if (role != ClientRole::Registers && role != ClientRole::Reads) {
+      continue;
     }
-    if (usage.rfind("expect got", 0) == 0 &&
-        registered.count({step.words[0], step.numbers[0], step.numbers[1]}) ==
-            0) {
+    const auto callback =
+        std::make_tuple(step.words[0], step.numbers[0], step.numbers[1]);
+    if (role == ClientRole::Registers) {
+      registered.insert(callback);
+    }
+    if (role == ClientRole::Reads && registered.count(callback) == 0) {
       errors.push_back({step.file, step.line,
                         "client \"" + step.words[0] + "\" registers no port " +
                             std::to_string(step.numbers[1]) + " on channel " +
@@ -525,18 +474,17 @@ std::vector<ParseError> parseScenario(const std::string& file,
   while (std::getline(in, line)) {
     ++number;
     std::vector<Token> tokens;
+    Step step{};
     std::string error;
-    if (!tokenize(line, tokens, error)) {
+    if (!tokenize(line, tokens, step.source, error)) {
       errors.push_back({file, number, error});
       continue;
     }
     if (tokens.empty()) {
       continue;
     }
-    Step step{};
     step.file = file;
     step.line = number;
-    step.source = sourceOf(line);
     if (!parseStep(tokens, step, error)) {
       errors.push_back({file, number, error});
       continue;

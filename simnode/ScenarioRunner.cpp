@@ -1,5 +1,9 @@
 #include "ScenarioRunner.h"
 
+#include <algorithm>
+#include <functional>
+#include <sstream>
+
 #include "ModuleManager.h"
 #include "NodeFacts.h"
 
@@ -7,20 +11,8 @@ namespace trafsim {
 
 namespace {
 
-std::string baseName(const std::string& path) {
-  const std::size_t slash = path.find_last_of('/');
-  return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
-// A call of the platform into the handler and its result, shown in the
-// sequence.
-template <class Call>
-std::int64_t platformCall(Sequence& sequence, const std::string& text,
-                          Call call) {
-  sequence.call(Party::Platform, Party::TrafHandler, text);
-  const std::int64_t result = call();
-  sequence.reply(Party::TrafHandler, Party::Platform, std::to_string(result));
-  return result;
+std::string valueText(std::int64_t value) {
+  return value == kUnset ? "unset" : std::to_string(value);
 }
 
 }  // namespace
@@ -37,13 +29,12 @@ ScenarioRunner::ScenarioRunner(std::string libraryPath, const Parts& parts)
 }
 
 ScenarioRunner::~ScenarioRunner() {
-  std::string ignored;
-  (void)unload(ignored);
+  (void)unload();
   standin::TraceControl::setPrinter(nullptr);
 }
 
 void ScenarioRunner::traced(const standin::TraceRecord& record) {
-  m_console.trace(record, m_platform.onTransportThread());
+  m_console.trace(record, m_platform.transport().isTransportThread());
   if (record.level == QEL_TRACE_LEVEL_1) {
     m_sequence.note(Party::TrafHandler, "L1 \"" + record.text + '"');
   }
@@ -55,124 +46,116 @@ void ScenarioRunner::run(const Scenario& scenario) {
   for (const Step& step : scenario.steps) {
     runStep(step);
   }
-  finish();
-}
-
-void ScenarioRunner::runStep(const Step& step) {
-  if (!step.isExpectation()) {
-    const std::lock_guard<std::mutex> lock(m_traceMutex);
-    m_traceMark = m_traces.size();
-  }
-  m_console.step(step.where(), step.source);
-  if (step.isExpectation()) {
-    m_platform.waitUntilDelivered();
-  }
-  std::string error;
-  const bool ok = step.row->run != nullptr ? step.row->run(*this, step, error)
-                                           : callHandler(step, error);
-  m_sequence.flush();
-  if (ok) {
-    if (step.isExpectation() || step.result) {
-      m_console.met();
-      m_summary.met();
-    }
-    return;
-  }
-  m_console.failure(step.where(), error);
-  m_summary.failed(step.where(), error);
-}
-
-void ScenarioRunner::finish() {
   if (!m_module) {
     return;
   }
   m_console.text("end of scenario: unloading the module");
-  std::string error;
-  if (!unload(error)) {
-    m_console.error(error);
-    m_summary.failed("end of scenario", error);
+  if (!unload()) {
+    m_console.error(m_error);
+    m_summary.failed("end of scenario", m_error);
   }
-  m_sequence.flush();
 }
 
-bool ScenarioRunner::needModule(std::string& error) const {
-  if (!m_module) {
-    error = "no module loaded (load or startup first)";
-    return false;
+void ScenarioRunner::runStep(const Step& step) {
+  if (step.isExpectation()) {
+    m_platform.transport().waitUntilDelivered();
+  } else {
+    const std::lock_guard<std::mutex> lock(m_traceMutex);
+    m_traceMark = m_traces.size();
   }
-  return true;
+  m_console.text(step.where() + " | " + step.source);
+  m_step = &step;
+  m_error.clear();
+  if (!step.row->run(*this)) {
+    m_console.text("    FAILED " + step.where() + ": " + m_error);
+    m_summary.failed(step.where(), m_error);
+  } else if (step.isExpectation() || step.result) {
+    m_console.text("    ok");
+    m_summary.met();
+  }
 }
 
-bool ScenarioRunner::needHandler(std::string& error) const {
-  if (m_handler == nullptr) {
-    error = "no traffic handler (getInstance or startup first)";
-    return false;
-  }
-  return true;
+standin::FakeDriver& ScenarioRunner::driver() const {
+  return standin::FakeDriverLayer::instance().driver(word(0));
 }
 
-bool ScenarioRunner::load(std::string& error) {
+bool ScenarioRunner::fail(std::string why) {
+  m_error = std::move(why);
+  return false;
+}
+
+bool ScenarioRunner::needModule() {
+  return m_module || fail("no module loaded (load or startup first)");
+}
+
+bool ScenarioRunner::needHandler() {
+  return m_handler != nullptr ||
+         fail("no traffic handler (getInstance or startup first)");
+}
+
+bool ScenarioRunner::load() {
   if (m_module) {
-    error = "the module is already loaded";
-    return false;
+    return fail("the module is already loaded");
   }
+  const std::size_t slash = m_libraryPath.find_last_of('/');
   m_sequence.call(Party::Platform, Party::TrafHandler,
-                  "dlopen(" + baseName(m_libraryPath) + ')');
+                  "dlopen(" + m_libraryPath.substr(slash + 1) + ')');
   std::string why;
   m_module = TrafHandlerModule::load(m_libraryPath, why);
   if (!m_module) {
-    error = "cannot load " + m_libraryPath + ": " + why;
-    return false;
+    return fail("cannot load " + m_libraryPath + ": " + why);
   }
   m_platform.setReceiveEntries(m_module->receiveEntry(0),
                                m_module->receiveEntry(1));
   return true;
 }
 
-bool ScenarioRunner::unload(std::string& error) {
-  if (!needModule(error)) {
+bool ScenarioRunner::unload() {
+  if (!needModule()) {
     return false;
   }
   // Nothing may still be on its way into the library's entries.
-  m_platform.waitUntilDelivered();
+  m_platform.transport().waitUntilDelivered();
   m_platform.setReceiveEntries(nullptr, nullptr);
   m_handler = nullptr;
   m_sequence.call(Party::Platform, Party::TrafHandler, "dlclose");
   std::string why;
   const bool unloaded = m_module->unload(why);
   m_module.reset();
-  if (!unloaded) {
-    error = "cannot unload the module: " + why;
-  }
-  return unloaded;
+  return unloaded || fail("cannot unload the module: " + why);
 }
 
-bool ScenarioRunner::getInstance(std::uint32_t numberOfChannels,
-                                 std::string& error) {
-  if (!needModule(error)) {
+bool ScenarioRunner::getInstance() {
+  if (!needModule()) {
     return false;
   }
   m_sequence.call(Party::Platform, Party::TrafHandler,
-                  "getInstance(" + std::to_string(numberOfChannels) + ')');
-  m_handler =
-      &m_module->getInstance(static_cast<RadioChannel>(numberOfChannels));
+                  "getInstance(" + std::to_string(u32(0)) + ')');
+  m_handler = &m_module->getInstance(channel());
   return true;
 }
 
-bool ScenarioRunner::initialize(const Step& step, bool check,
-                                std::string& error) {
-  if (!needModule(error) || !needHandler(error)) {
+bool ScenarioRunner::platformCall(const std::string& text,
+                                  const std::function<std::uint32_t()>& call,
+                                  bool check) {
+  if (!needModule() || !needHandler()) {
     return false;
   }
-  Outcome outcome;
-  outcome.value = platformCall(m_sequence, "initialize(HCC-D handler)", [this] {
-    return m_module->initialize(m_platform.hccdHandler());
-  });
-  return !check || expectOutcome(step, outcome, error);
+  m_sequence.call(Party::Platform, Party::TrafHandler, text);
+  const Outcome outcome{call(), {}, {}};
+  m_sequence.reply(Party::TrafHandler, Party::Platform,
+                   std::to_string(outcome.value));
+  return !check || expectOutcome(outcome);
 }
 
-bool ScenarioRunner::deinitialize(std::string& error) {
-  if (!needModule(error) || !needHandler(error)) {
+bool ScenarioRunner::initialize(bool check) {
+  return platformCall(
+      "initialize(HCC-D handler)",
+      [this] { return m_module->initialize(m_platform.hccd()); }, check);
+}
+
+bool ScenarioRunner::deinitialize() {
+  if (!needModule() || !needHandler()) {
     return false;
   }
   m_sequence.call(Party::Platform, Party::TrafHandler, "deinitialize()");
@@ -180,68 +163,127 @@ bool ScenarioRunner::deinitialize(std::string& error) {
   return true;
 }
 
-bool ScenarioRunner::registerPhases(const Step& step, bool check,
-                                    std::string& error) {
-  if (!needModule(error) || !needHandler(error)) {
-    return false;
-  }
-  Outcome outcome;
-  outcome.value = platformCall(m_sequence, "registerPhases()",
-                               [this] { return m_module->registerPhases(); });
-  return !check || expectOutcome(step, outcome, error);
+bool ScenarioRunner::registerPhases(bool check) {
+  return platformCall(
+      "registerPhases()", [this] { return m_module->registerPhases(); }, check);
 }
 
-bool ScenarioRunner::runPhase(const Step& step, std::string& error) {
+bool ScenarioRunner::runPhase() {
   standin::Phase phase{};
-  (void)standin::phaseFromName(step.words[0], phase);
+  (void)standin::phaseFromName(word(0), phase);
   standin::ModuleManager& manager = standin::ModuleManager::instance();
   std::vector<ModuleInterface*> modules = manager.modules();
   // `phase <phase> <channel>`: the module object of that channel alone.
-  if (!step.numbers.empty()) {
-    const auto moduleId = nodefacts::kModuleIdBase + step.u32(0);
+  if (!step().numbers.empty()) {
+    const auto moduleId = nodefacts::kModuleIdBase + u32(0);
     ModuleInterface* const module = manager.find(moduleId);
     if (module == nullptr) {
-      error = "no module object " + std::to_string(moduleId) +
-              " is registered with the module manager";
-      return false;
+      return fail("no module object " + std::to_string(moduleId) +
+                  " is registered with the module manager");
     }
     modules.assign(1, module);
   }
   if (modules.empty()) {
-    error = "no module object is registered with the module manager";
-    return false;
+    return fail("no module object is registered with the module manager");
   }
-  bool ok = true;
+  std::string firstError;
   for (ModuleInterface* const module : modules) {
     const std::string moduleId = std::to_string(module->moduleId());
-    Outcome outcome;
-    outcome.value = platformCall(
-        m_sequence, "on" + step.words[0] + "() of module " + moduleId,
-        [module, phase] {
-          return standin::ModuleManager::runPhase(*module, phase);
-        });
-    m_summary.phaseRun(step.words[0], module->moduleId(),
-                       static_cast<unsigned int>(outcome.value));
-    std::string why;
-    if (!expectOutcome(step, outcome, why, "module " + moduleId) && ok) {
-      error = "module ";
-      error += moduleId;
-      error += ": ";
-      error += why;
-      ok = false;
+    m_sequence.call(Party::Platform, Party::TrafHandler,
+                    "on" + word(0) + "() of module " + moduleId);
+    const unsigned int status =
+        standin::ModuleManager::runPhase(*module, phase);
+    m_sequence.reply(Party::TrafHandler, Party::Platform,
+                     std::to_string(status));
+    m_summary.phaseRun(word(0), module->moduleId(), status);
+    if (!expectOutcome({status, {}, "module " + moduleId}) &&
+        firstError.empty()) {
+      firstError = "module " + moduleId + ": " + m_error;
     }
   }
-  return ok;
+  return firstError.empty() || fail(firstError);
 }
 
-bool ScenarioRunner::receive(const Step& step, std::string& error) {
-  for (std::uint32_t i = 0; i < step.times; ++i) {
-    if (!m_platform.receive(step.u32(0), step.u32(1), step.bytes)) {
-      error = "no module loaded to receive the data";
+bool ScenarioRunner::callHandler(HandlerCall call) {
+  if (!needHandler()) {
+    return false;
+  }
+  // The operation and its arguments as written, data as its size; a named
+  // client is the caller rather than an argument.
+  std::istringstream usage(step().row->usage);
+  std::istringstream written(step().source);
+  std::string item;
+  std::string word;
+  std::string text;
+  std::string client;
+  std::string arguments;
+  usage >> text;
+  written >> word;
+  while (usage >> item && written >> word) {
+    if (item == "<client>") {
+      client = word;
+      continue;
+    }
+    arguments += (arguments.empty() ? "" : ", ") +
+                 (item == "<bytes>" ? byteCount(step().bytes.size()) : word);
+  }
+  text += '(' + arguments + ')';
+  std::string firstError;
+  m_platform.transport().hold(true);
+  for (std::uint32_t i = 0; i < step().times; ++i) {
+    m_sequence.call(Party::Client, Party::TrafHandler, text, client);
+    const Outcome outcome = call(*this, *m_handler);
+    std::string reply = std::to_string(outcome.value);
+    for (const auto& named : outcome.outputs) {
+      reply += ", " + named.first + ' ' + valueText(named.second);
+    }
+    reply += outcome.note.empty() ? "" : " (" + outcome.note + ')';
+    m_sequence.reply(Party::TrafHandler, Party::Client, reply, client);
+    if (!expectOutcome(outcome) && firstError.empty()) {
+      firstError = m_error;
+    }
+  }
+  m_platform.transport().hold(false);
+  return firstError.empty() || fail(firstError);
+}
+
+bool ScenarioRunner::expectOutcome(const Outcome& outcome) {
+  std::string shown = "= " + std::to_string(outcome.value);
+  for (const auto& named : outcome.outputs) {
+    shown += "  " + named.first + ' ' + valueText(named.second);
+  }
+  m_console.text("    " + shown +
+                 (outcome.note.empty() ? "" : "  (" + outcome.note + ')'));
+  if (!step().result) {
+    return true;
+  }
+  if (!same("", step().result->value, outcome.value)) {
+    return false;
+  }
+  for (const auto& wanted : step().result->outputs) {
+    const auto actual = std::find_if(
+        outcome.outputs.begin(), outcome.outputs.end(),
+        [&wanted](const auto& named) { return named.first == wanted.first; });
+    if (actual == outcome.outputs.end()) {
+      return fail("the call has no output " + wanted.first);
+    }
+    if (!same(wanted.first + ' ', wanted.second, actual->second)) {
       return false;
     }
   }
   return true;
+}
+
+bool ScenarioRunner::same(const std::string& what, std::int64_t wanted,
+                          std::int64_t actual) {
+  return wanted == actual || fail("expected " + what + valueText(wanted) +
+                                  ", got " + valueText(actual));
+}
+
+std::vector<standin::TraceRecord> ScenarioRunner::traceWindow() {
+  const std::lock_guard<std::mutex> lock(m_traceMutex);
+  return {m_traces.begin() + static_cast<std::ptrdiff_t>(m_traceMark),
+          m_traces.end()};
 }
 
 }  // namespace trafsim

@@ -1,10 +1,12 @@
 // The node's platform as trafsim plays it around the module: the stand-in
-// facilities set up as on a board with two radio channels, every call into
-// them shown in the run's sequence, and the HCC-D transport.
+// facilities set up as on a board with two radio channels, each of their
+// calls shown in the run's sequence as the stand-in logs it, and the HCC-D
+// transport.
 //
-// Initially every driver the module asks for exists with the value 0 and
-// answers status 0, "IFrameFormat_1" and "IFrameFormat_2" are registered
-// with FEC type 0 and XAUI packet size 0, and no module is loaded.
+// Initially every driver of the board (`nodefacts::boardDriverNames`) exists
+// with the value 0 and answers status 0, "IFrameFormat_1" and
+// "IFrameFormat_2" are registered with FEC type 0 and XAUI packet size 0,
+// and no module is loaded.
 //
 // The HCC-D handler loops every message it sends back through the module's
 // receive entry of the same ct, with the same port index, on the transport's
@@ -12,10 +14,10 @@
 //
 // Thread-safety: the set-up members belong to the scenario's thread; the
 // HCC-D handler and the drivers may be called from any thread. Objects handed
-// to the module (frame formats, the HCC-D handler, driver records) live as
-// long as the platform.
-#ifndef SIMULATOR_SIMPLATFORM_H
-#define SIMULATOR_SIMPLATFORM_H
+// to the module (frame formats, the HCC-D handler) live as long as the
+// platform.
+#ifndef SIMNODE_SIMPLATFORM_H
+#define SIMNODE_SIMPLATFORM_H
 
 #include <cstdint>
 #include <memory>
@@ -26,7 +28,6 @@
 #include "FakeDrivers.h"
 #include "FakeFrameFormat.h"
 #include "FakeHccdHandler.h"
-#include "HccdHandlerBase.h"
 #include "LoopbackTransport.h"
 #include "Sequence.h"
 
@@ -34,6 +35,8 @@ namespace trafsim {
 
 class SimPlatform {
  public:
+  // In the order of the step "registry <name>
+  // frame-format|foreign|null|missing".
   enum class RegistryEntry { FrameFormat, Foreign, Null, Missing };
 
   explicit SimPlatform(Sequence& sequence);
@@ -42,9 +45,8 @@ class SimPlatform {
   SimPlatform(const SimPlatform&) = delete;
   SimPlatform& operator=(const SimPlatform&) = delete;
 
-  rl::traf::HccdHandlerBase& hccdHandler();
-  const standin::FakeHccdHandler& hccdState() const;
-  void setHccdStatus(int status);
+  // The HCC-D handler the module is given.
+  standin::FakeHccdHandler& hccd() { return m_hccd; }
 
   // The loaded module's receive entries (null when none is loaded); the
   // transport delivers through them.
@@ -56,16 +58,8 @@ class SimPlatform {
   // Data arriving from the far end on a port index of a ct. False when no
   // module is loaded to receive it.
   bool receive(unsigned int ctIndex, unsigned int portIndex,
-               const std::vector<unsigned char>& data);
-  void waitUntilDelivered();
-  bool onTransportThread() const;
-
-  // One of the module's drivers (`nodefacts::boardDriverNames`).
-  standin::FakeDriver& driver(const std::string& name);
-  void setGetInterfaceStatus(const std::string& name, std::int32_t status);
-  // Takes the write or read operation out of the driver's record.
-  void removeOperation(const std::string& name, bool write);
-  std::size_t requests(const std::string& name) const;
+               std::vector<unsigned char> data);
+  LoopbackTransport& transport() { return *m_transport; }
 
   void setRegistryEntry(const std::string& name, RegistryEntry entry);
   // The platform loads a frame format on `channel`: new values for the
@@ -75,22 +69,18 @@ class SimPlatform {
                        std::uint32_t xauiPacketSize);
 
  private:
-  class ObservedHccdHandler;
-  struct ObservedDriver;
-
   rl::traf::HccdReceiveFunction entryFor(unsigned int ctIndex) const;
-  std::vector<SequenceEvent> newPlatformEvents();
+  void hccdCalled(const standin::FakeHccdHandler::Call& call);
+  void driverCalled(const std::string& name,
+                    const standin::FakeDriver::Call* call);
   void deliver(LoopbackTransport::Message& message);
 
   Sequence& m_sequence;
   mutable std::mutex m_entriesMutex;
   rl::traf::HccdReceiveFunction m_entries[2] = {nullptr, nullptr};
-  std::vector<std::unique_ptr<ObservedDriver>> m_drivers;
   std::vector<std::unique_ptr<standin::FakeFrameFormat>> m_frameFormats;
   std::unique_ptr<IInterface> m_foreign;
-  std::size_t m_requestsSeen = 0;
-  std::size_t m_registryCallsSeen = 0;
-  std::unique_ptr<ObservedHccdHandler> m_hccd;
+  standin::FakeHccdHandler m_hccd;
   // Last: its thread delivers through the members above, and it delivers
   // what is still queued before they go.
   std::unique_ptr<LoopbackTransport> m_transport;
@@ -98,4 +88,4 @@ class SimPlatform {
 
 }  // namespace trafsim
 
-#endif  // SIMULATOR_SIMPLATFORM_H
+#endif  // SIMNODE_SIMPLATFORM_H

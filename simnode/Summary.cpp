@@ -15,9 +15,8 @@ using Row = std::vector<std::string>;
 void printTable(std::ostream& out, const std::string& title,
                 const std::vector<Row>& rows) {
   out << '\n' << title << '\n';
-  std::vector<std::size_t> widths;
+  std::vector<std::size_t> widths(rows.front().size(), 0);
   for (const Row& row : rows) {
-    widths.resize(std::max(widths.size(), row.size()), 0);
     for (std::size_t column = 0; column < row.size(); ++column) {
       widths[column] = std::max(widths[column], row[column].size());
     }
@@ -35,52 +34,31 @@ void printTable(std::ostream& out, const std::string& title,
   }
 }
 
-std::string hexStatus(unsigned int status) {
-  std::ostringstream text;
-  text << status;
-  if (status != 0) {
-    text << " (0x" << std::hex << status << ')';
-  }
-  return text.str();
-}
-
 }  // namespace
-
-std::uint64_t& Summary::slot(Counts& counts, Traffic traffic) {
-  switch (traffic) {
-    case Traffic::Sent:
-      return counts.sent;
-    case Traffic::Dropped:
-      return counts.dropped;
-    case Traffic::Refused:
-      return counts.refused;
-    case Traffic::Delivered:
-      return counts.delivered;
-  }
-  return counts.sent;
-}
 
 void Summary::count(Traffic traffic, std::uint32_t channel,
                     std::uint32_t portId) {
   const std::lock_guard<std::mutex> lock(m_mutex);
-  ++slot(m_traffic[{channel, portId}], traffic);
+  ++m_traffic[{channel, portId}][static_cast<std::size_t>(traffic)];
 }
 
 std::uint64_t Summary::counted(Traffic traffic, std::uint32_t channel,
                                std::uint32_t portId) const {
   const std::lock_guard<std::mutex> lock(m_mutex);
   const auto it = m_traffic.find({channel, portId});
-  if (it == m_traffic.end()) {
-    return 0;
-  }
-  Counts counts = it->second;
-  return slot(counts, traffic);
+  return it == m_traffic.end() ? 0
+                               : it->second[static_cast<std::size_t>(traffic)];
 }
 
 void Summary::phaseRun(const std::string& phase, unsigned int moduleId,
                        unsigned int status) {
+  std::ostringstream result;
+  result << status;
+  if (status != 0) {
+    result << " (0x" << std::hex << status << ')';
+  }
   const std::lock_guard<std::mutex> lock(m_mutex);
-  m_phases.push_back({phase, moduleId, status});
+  m_phases.push_back({phase, std::to_string(moduleId), result.str()});
 }
 
 void Summary::met() {
@@ -100,24 +78,19 @@ std::size_t Summary::failures() const {
 
 void Summary::print(std::ostream& out) const {
   const std::lock_guard<std::mutex> lock(m_mutex);
-  std::vector<Row> traffic{
-      {"channel", "port id", "sent", "dropped", "refused", "delivered"}};
-  for (const auto& entry : m_traffic) {
-    const Counts& counts = entry.second;
-    traffic.push_back(
-        {std::to_string(entry.first.first), std::to_string(entry.first.second),
-         std::to_string(counts.sent), std::to_string(counts.dropped),
-         std::to_string(counts.refused), std::to_string(counts.delivered)});
+  std::vector<Row> traffic{{"channel", "port id"}};
+  traffic[0].insert(traffic[0].end(), std::begin(kTrafficNames),
+                    std::end(kTrafficNames));
+  for (const auto& [key, counts] : m_traffic) {
+    traffic.push_back({std::to_string(key.first), std::to_string(key.second)});
+    for (const std::uint64_t count : counts) {
+      traffic.back().push_back(std::to_string(count));
+    }
   }
   printTable(out, "Messages per channel and port", traffic);
-
   std::vector<Row> phases{{"phase", "module", "result"}};
-  for (const PhaseRun& run : m_phases) {
-    phases.push_back(
-        {run.phase, std::to_string(run.moduleId), hexStatus(run.status)});
-  }
+  phases.insert(phases.end(), m_phases.begin(), m_phases.end());
   printTable(out, "Phases", phases);
-
   printTable(out, "Expectations",
              {{"met", "failed"},
               {std::to_string(m_met), std::to_string(m_failures.size())}});

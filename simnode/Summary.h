@@ -4,9 +4,10 @@
 //
 // Thread-safety: every member may be called from any thread (deliveries are
 // counted on the transport thread).
-#ifndef SIMULATOR_SUMMARY_H
-#define SIMULATOR_SUMMARY_H
+#ifndef SIMNODE_SUMMARY_H
+#define SIMNODE_SUMMARY_H
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -17,7 +18,10 @@
 
 namespace trafsim {
 
+// What became of a message, in the order of the words that name it.
 enum class Traffic { Sent, Dropped, Refused, Delivered };
+inline constexpr const char* kTrafficNames[] = {"sent", "dropped", "refused",
+                                                "delivered"};
 
 class Summary {
  public:
@@ -38,27 +42,17 @@ class Summary {
   void printVerdict(std::ostream& out) const;
 
  private:
-  struct Counts {
-    std::uint64_t sent = 0;
-    std::uint64_t dropped = 0;
-    std::uint64_t refused = 0;
-    std::uint64_t delivered = 0;
-  };
-  struct PhaseRun {
-    std::string phase;
-    unsigned int moduleId;
-    unsigned int status;
-  };
-
-  static std::uint64_t& slot(Counts& counts, Traffic traffic);
+  using Counts = std::array<std::uint64_t, std::size(kTrafficNames)>;
+  // Cells of the phases table: phase, module id, result.
+  using Row = std::vector<std::string>;
 
   mutable std::mutex m_mutex;
   std::map<std::pair<std::uint32_t, std::uint32_t>, Counts> m_traffic;
-  std::vector<PhaseRun> m_phases;
+  std::vector<Row> m_phases;
   std::size_t m_met = 0;
   std::vector<std::string> m_failures;
 };
 
 }  // namespace trafsim
 
-#endif  // SIMULATOR_SUMMARY_H
+#endif  // SIMNODE_SUMMARY_H

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <sstream>
 #include <string>
 
@@ -26,12 +27,8 @@
 #include "Summary.h"
 #include "TraceControl.h"
 
-#ifndef TRAFSIM_DEFAULT_LIBRARY
-#define TRAFSIM_DEFAULT_LIBRARY "libOvtTrafHandler.so"
-#endif
-#ifndef TRAFSIM_VERSION
-#define TRAFSIM_VERSION "unknown"
-#endif
+// TRAFSIM_DEFAULT_LIBRARY, TRAFSIM_VERSION and TRAFSIM_SONAME come from the
+// build.
 
 namespace {
 
@@ -152,18 +149,23 @@ int runMain(int argc, char** argv) {
     trafsim::writeStepReference(std::cout);
     return 0;
   }
-  trafsim::LibraryIdentity library;
+  // A library that cannot be loaded is refused before anything runs.
   std::string error;
-  if (!trafsim::identifyLibrary(options.libraryPath, library, error)) {
+  std::unique_ptr<trafsim::TrafHandlerModule> library =
+      trafsim::TrafHandlerModule::load(options.libraryPath, error);
+  if (!library) {
     std::cerr << "trafsim: cannot load " << options.libraryPath << ": " << error
               << '\n';
     return kExitRefused;
   }
   if (options.version) {
-    std::cout << "trafsim " << TRAFSIM_VERSION << "\nlibrary " << library.file
-              << "\nSONAME " << library.soname << '\n';
+    const std::string soname = TRAFSIM_SONAME;
+    std::cout << "trafsim " << TRAFSIM_VERSION << "\nlibrary "
+              << library->file() << "\nSONAME "
+              << (library->answersTo(soname) ? "" : "not ") << soname << '\n';
     return 0;
   }
+  library.reset();  // each `load` step loads it afresh
   std::string name;
   std::string text;
   if (!readScenario(options, name, text, error)) {

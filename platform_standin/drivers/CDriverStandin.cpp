@@ -60,26 +60,35 @@ void FakeDriver::clearCalls() {
 
 std::int32_t FakeDriver::writeEntry(void* handle, std::uint32_t value) {
   auto* const self = static_cast<FakeDriver*>(handle);
-  const std::lock_guard<std::mutex> lock(self->m_mutex);
-  const std::int32_t status = self->m_writeStatus;
-  if (!isFailure(status)) {
-    self->m_value = value;
+  Call call{Call::Write, value, 0};
+  {
+    const std::lock_guard<std::mutex> lock(self->m_mutex);
+    call.status = self->m_writeStatus;
+    if (!isFailure(call.status)) {
+      self->m_value = value;
+    }
+    self->m_calls.push_back(call);
   }
-  self->m_calls.push_back({Call::Write, value, status});
-  return status;
+  FakeDriverLayer::instance().observe(self->m_name, &call);
+  return call.status;
 }
 
 std::int32_t FakeDriver::readEntry(void* handle, std::uint32_t* value) {
   auto* const self = static_cast<FakeDriver*>(handle);
-  const std::lock_guard<std::mutex> lock(self->m_mutex);
-  const std::int32_t status = self->m_readStatus;
-  const bool stores = isFailure(status) ? self->m_readStoresOnFailure
-                                        : self->m_readStoresOnSuccess;
-  if (stores && value != nullptr) {
-    *value = self->m_value;
+  Call call{Call::Read, 0, 0};
+  {
+    const std::lock_guard<std::mutex> lock(self->m_mutex);
+    call.status = self->m_readStatus;
+    const bool stores = isFailure(call.status) ? self->m_readStoresOnFailure
+                                               : self->m_readStoresOnSuccess;
+    if (stores && value != nullptr) {
+      *value = self->m_value;
+    }
+    call.value = value != nullptr ? *value : self->m_value;
+    self->m_calls.push_back(call);
   }
-  self->m_calls.push_back({Call::Read, self->m_value, status});
-  return status;
+  FakeDriverLayer::instance().observe(self->m_name, &call);
+  return call.status;
 }
 
 FakeDriverLayer& FakeDriverLayer::instance() {
@@ -124,6 +133,23 @@ void FakeDriverLayer::setGetInterfaceStatus(const std::string& name,
   m_injected.push_back({name, status, storesOnFailure});
 }
 
+void FakeDriverLayer::setObserver(Observer observer) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_observer = std::move(observer);
+}
+
+void FakeDriverLayer::observe(const std::string& name,
+                              const FakeDriver::Call* call) {
+  Observer observer;
+  {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    observer = m_observer;
+  }
+  if (observer) {
+    observer(name, call);
+  }
+}
+
 std::vector<std::string> FakeDriverLayer::requestedNames() const {
   const std::lock_guard<std::mutex> lock(m_mutex);
   return m_requested;
@@ -153,7 +179,7 @@ void FakeDriverLayer::reset() {
 
 std::int32_t FakeDriverLayer::getInterface(CDriver_Interface** out,
                                            const char* name) {
-  const std::lock_guard<std::mutex> lock(m_mutex);
+  std::unique_lock<std::mutex> lock(m_mutex);
   const std::string wanted = name != nullptr ? name : "";
   m_requested.push_back(wanted);
   FakeDriver* found = nullptr;
@@ -176,6 +202,11 @@ std::int32_t FakeDriverLayer::getInterface(CDriver_Interface** out,
   }
   if (!isFailure(status) && out != nullptr) {
     m_bound.emplace_back(wanted, out);
+  }
+  const Observer observer = m_observer;
+  lock.unlock();
+  if (observer) {
+    observer(wanted, nullptr);
   }
   return status;
 }

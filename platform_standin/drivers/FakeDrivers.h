@@ -11,6 +11,7 @@
 #define PLATFORM_STANDIN_DRIVERS_FAKEDRIVERS_H
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -26,7 +27,8 @@ class FakeDriver {
   struct Call {
     enum Kind { Write, Read };
     Kind kind;
-    std::uint32_t value;  // written, or handed back by a read
+    std::uint32_t
+        value;  // written, or what the caller's word holds after a read
     std::int32_t status;
   };
 
@@ -89,6 +91,13 @@ class FakeDriverLayer {
   // places to move a module over to another driver does.
   void rebind(const std::string& name, FakeDriver& driver);
 
+  // Receives each call as it is logged, on the caller's thread: a request
+  // for the driver `name` (`call` null), or a write or read of it. An empty
+  // function stops it.
+  using Observer = std::function<void(const std::string& name,
+                                      const FakeDriver::Call* call)>;
+  void setObserver(Observer observer);
+
   // Names passed to `CDriver_GetInterface`, oldest first.
   std::vector<std::string> requestedNames() const;
   void clearRequests();
@@ -107,7 +116,10 @@ class FakeDriverLayer {
     bool storesOnFailure;
   };
 
+  friend class FakeDriver;
+
   FakeDriverLayer() = default;
+  void observe(const std::string& name, const FakeDriver::Call* call);
 
   mutable std::mutex m_mutex;
   std::vector<FakeDriver*> m_drivers;
@@ -115,6 +127,7 @@ class FakeDriverLayer {
   std::vector<Injected> m_injected;
   std::vector<std::string> m_requested;
   std::vector<std::pair<std::string, CDriver_Interface**>> m_bound;
+  Observer m_observer;
 };
 
 }  // namespace standin

@@ -46,9 +46,14 @@ class FakeHccdHandler : public rl::traf::HccdHandlerBase {
   int sendMessage(unsigned int ctIndex, unsigned int portIndex,
                   unsigned char* data, unsigned int length) override;
 
+  // Receives each call after it is logged, on the caller's thread; before
+  // the send hook for a send.
+  using Observer = std::function<void(const Call& call)>;
+
   // What the four operations return (0 by default).
   void setStatus(int status);
   void setSendHook(SendHook hook);
+  void setObserver(Observer observer);
 
   std::vector<Call> calls() const;
   std::size_t sendCount() const;
@@ -61,9 +66,14 @@ class FakeHccdHandler : public rl::traf::HccdHandlerBase {
                unsigned char* data, unsigned int length) const;
 
  private:
+  // Logs `call` under `lock`, unlocks, hands it to the observer and returns
+  // the status to answer.
+  int logged(const Call& call, std::unique_lock<std::mutex>& lock);
+
   mutable std::mutex m_mutex;
   int m_status = 0;
   SendHook m_sendHook;
+  Observer m_observer;
   std::vector<Call> m_calls;
   std::size_t m_sendCount = 0;
   std::array<bool, kCtCount> m_running{};

@@ -7,50 +7,55 @@ namespace standin {
 FakeHccdHandler::~FakeHccdHandler() = default;
 
 int FakeHccdHandler::startService(unsigned int ctIndex) {
-  const std::lock_guard<std::mutex> lock(m_mutex);
-  m_calls.push_back({Call::Start, ctIndex, 0, {}, {}});
+  std::unique_lock<std::mutex> lock(m_mutex);
   if (ctIndex < kCtCount) {
     m_running[ctIndex] = true;
   }
-  return m_status;
+  return logged({Call::Start, ctIndex, 0, {}, {}}, lock);
 }
 
 int FakeHccdHandler::stopService(unsigned int ctIndex) {
-  const std::lock_guard<std::mutex> lock(m_mutex);
-  m_calls.push_back({Call::Stop, ctIndex, 0, {}, {}});
+  std::unique_lock<std::mutex> lock(m_mutex);
   if (ctIndex < kCtCount) {
     m_running[ctIndex] = false;
   }
-  return m_status;
+  return logged({Call::Stop, ctIndex, 0, {}, {}}, lock);
 }
 
 int FakeHccdHandler::registerPort(unsigned int ctIndex, unsigned int portIndex,
                                   const rl::traf::HccdReceiveBinding& binding) {
-  const std::lock_guard<std::mutex> lock(m_mutex);
-  m_calls.push_back({Call::Register, ctIndex, portIndex, binding, {}});
+  std::unique_lock<std::mutex> lock(m_mutex);
   if (ctIndex < kCtCount && portIndex < kPortIndexCount) {
     m_bindings[ctIndex][portIndex] = binding;
   }
-  return m_status;
+  return logged({Call::Register, ctIndex, portIndex, binding, {}}, lock);
 }
 
 int FakeHccdHandler::sendMessage(unsigned int ctIndex, unsigned int portIndex,
                                  unsigned char* data, unsigned int length) {
-  SendHook hook;
-  int status = 0;
-  {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    std::vector<unsigned char> bytes;
-    if (data != nullptr) {
-      bytes.assign(data, data + length);
-    }
-    m_calls.push_back({Call::Send, ctIndex, portIndex, {}, std::move(bytes)});
-    ++m_sendCount;
-    hook = m_sendHook;
-    status = m_status;
+  std::unique_lock<std::mutex> lock(m_mutex);
+  std::vector<unsigned char> bytes;
+  if (data != nullptr) {
+    bytes.assign(data, data + length);
   }
+  ++m_sendCount;
+  const SendHook hook = m_sendHook;
+  const int status =
+      logged({Call::Send, ctIndex, portIndex, {}, std::move(bytes)}, lock);
   if (hook) {
     hook(ctIndex, portIndex, data, length);
+  }
+  return status;
+}
+
+int FakeHccdHandler::logged(const Call& call,
+                            std::unique_lock<std::mutex>& lock) {
+  m_calls.push_back(call);
+  const Observer observer = m_observer;
+  const int status = m_status;
+  lock.unlock();
+  if (observer) {
+    observer(call);
   }
   return status;
 }
@@ -63,6 +68,11 @@ void FakeHccdHandler::setStatus(int status) {
 void FakeHccdHandler::setSendHook(SendHook hook) {
   const std::lock_guard<std::mutex> lock(m_mutex);
   m_sendHook = std::move(hook);
+}
+
+void FakeHccdHandler::setObserver(Observer observer) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_observer = std::move(observer);
 }
 
 std::vector<FakeHccdHandler::Call> FakeHccdHandler::calls() const {

@@ -6,6 +6,7 @@
 #ifndef PLATFORM_STANDIN_REGISTRY_INTERFACEBROKERCONTROL_H
 #define PLATFORM_STANDIN_REGISTRY_INTERFACEBROKERCONTROL_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,9 @@ class InterfaceBrokerControl {
   static IInterface* entry(const std::string& name);
   // Calls since the last `reset`, oldest first.
   static std::vector<Call> calls();
+  // Receives each call after it is logged, on the caller's thread; an empty
+  // function stops it.
+  static void setObserver(std::function<void(const Call& call)> observer);
   // Empties the map and the call log.
   static void reset();
 };

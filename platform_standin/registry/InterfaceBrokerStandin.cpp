@@ -17,12 +17,25 @@ std::mutex& callLogMutex() {
   return *mutex;
 }
 
+std::function<void(const InterfaceBrokerControl::Call&)>& observer() {
+  static auto* const function =
+      new std::function<void(const InterfaceBrokerControl::Call&)>();
+  return *function;
+}
+
 // Logs after the call has done its work, and without memory logs nothing:
 // the log is for tests and must not change what the registry does.
-void logCall(InterfaceBrokerControl::Call call) {
-  const std::lock_guard<std::mutex> lock(callLogMutex());
+void logCall(const InterfaceBrokerControl::Call& call) {
   try {
-    callLog().push_back(std::move(call));
+    std::function<void(const InterfaceBrokerControl::Call&)> observe;
+    {
+      const std::lock_guard<std::mutex> lock(callLogMutex());
+      callLog().push_back(call);
+      observe = observer();
+    }
+    if (observe) {
+      observe(call);
+    }
   } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch)
   }
 }
@@ -78,6 +91,12 @@ IInterface* InterfaceBrokerControl::entry(const std::string& name) {
 std::vector<InterfaceBrokerControl::Call> InterfaceBrokerControl::calls() {
   const std::lock_guard<std::mutex> lock(callLogMutex());
   return callLog();
+}
+
+void InterfaceBrokerControl::setObserver(
+    std::function<void(const Call& call)> observer) {
+  const std::lock_guard<std::mutex> lock(callLogMutex());
+  ::observer() = std::move(observer);
 }
 
 void InterfaceBrokerControl::reset() {

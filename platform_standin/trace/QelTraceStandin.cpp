@@ -4,7 +4,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <sstream>
 #include <stdexcept>
 
 #include "TraceControl.h"
@@ -88,14 +87,6 @@ void emit(const char* object, QelTraceLevel level, bool entry,
 }
 
 }  // namespace
-
-std::string formatTraceRecord(const TraceRecord& record) {
-  std::ostringstream line;
-  line << record.object << " L" << static_cast<unsigned>(record.level) << ' '
-       << record.function << ':' << record.line << ' '
-       << (record.entry ? "-> " : "") << record.text;
-  return line.str();
-}
 
 void TraceControl::setThreshold(const std::string& object,
                                 std::uint32_t level) {

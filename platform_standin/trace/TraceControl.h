@@ -32,9 +32,6 @@ struct TraceRecord {
   std::string text;
 };
 
-// "OVT.TRAF L3 initialize:42 Initialize needed." (entry lines show "-> ").
-std::string formatTraceRecord(const TraceRecord& record);
-
 class TraceControl {
  public:
   static constexpr std::size_t kMaxRecords = 100000;
