@@ -140,7 +140,7 @@ void raiseInvalidArgument(const Compose& compose) {
   } catch (const std::exception&) {
     return;
   }
-  throw *error;
+  throw std::invalid_argument(*error);
 }
 
 [[gnu::cold, gnu::noinline]] void raiseInvalidPortIndex(
