@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 
 #include "TrafHandlerFixture.h"
@@ -166,6 +167,27 @@ TEST_F(HccdPortTest, EmptyMessageIsHandedOnAsItIs) {
   ASSERT_EQ(calls.size(), 2U);
   EXPECT_THAT(calls[0].data, IsEmpty());
   EXPECT_THAT(calls[1].data, IsEmpty());
+}
+
+// Whatever the HCC-D handler throws ends the send with its failure status
+// and a trace of what it was.
+TEST_F(HccdPortTest, SendWhoseHandlerThrowsFailsSayingWhat) {
+  unsigned char data[] = {1};
+  const auto send = [&] {
+    return handler->hccdControllerSendMessage(RadioChannel_1, portId(4), data,
+                                              1);
+  };
+  hccd.setSendHook([](unsigned, unsigned, const unsigned char*, unsigned) {
+    throw std::runtime_error("link down");
+  });
+  EXPECT_EQ(send(), tarvik::kStatusFailure);
+  hccd.setSendHook(
+      [](unsigned, unsigned, const unsigned char*, unsigned) { throw 42; });
+  EXPECT_EQ(send(), tarvik::kStatusFailure);
+
+  EXPECT_THAT(traceLines(1),
+              ElementsAre(Line{1, kSend, "Not completed: link down"},
+                          Line{1, kSend, "Not completed: unknown exception"}));
 }
 
 // A refused operation. `initialized` false leaves the handler without its
