@@ -28,6 +28,7 @@ struct Outcome {
   std::uint32_t result = 0;
   bool failed = false;
   std::set<std::string> texts;
+  std::set<std::string> functions;
 };
 
 Outcome run(const EntryPointCase& c, Node& node, std::size_t nth,
@@ -45,6 +46,7 @@ Outcome run(const EntryPointCase& c, Node& node, std::size_t nth,
   }
   for (const auto& record : standin::TraceControl::records()) {
     outcome.texts.insert(record.text);
+    outcome.functions.insert(record.function);
   }
   return outcome;
 }
@@ -119,6 +121,12 @@ TEST_P(AllocationFailureTest, LeavesNoTraceOfTheFailureButItsReport) {
                               kTextsWithoutMemory.end(),
                               text) != kTextsWithoutMemory.end())
             << text;
+      }
+      // An operation that traces as usual reports under its own name.
+      for (const std::string& function : faulty.functions) {
+        EXPECT_TRUE(usual.functions.empty() ||
+                    usual.functions.count(function) != 0)
+            << function;
       }
       // Unfinished, or with a result that cannot tell: made again, it does
       // its whole job.

@@ -190,6 +190,38 @@ TEST_F(HccdPortTest, SendWhoseHandlerThrowsFailsSayingWhat) {
                           Line{1, kSend, "Not completed: unknown exception"}));
 }
 
+// Throws from its port bindings while `refusing` is set.
+class RefusingHccdHandler : public FakeHccdHandler {
+ public:
+  int registerPort(unsigned int ctIndex, unsigned int portIndex,
+                   const rl::traf::HccdReceiveBinding& binding) override {
+    if (refusing) {
+      throw std::runtime_error("no binding");
+    }
+    return FakeHccdHandler::registerPort(ctIndex, portIndex, binding);
+  }
+  bool refusing = false;
+};
+
+TEST_F(HccdPortTest, RegistrationTheHccdHandlerCannotBindIsWithdrawnAlone) {
+  RefusingHccdHandler refusing;
+  tarvik::TrafHandler local(RadioChannel_2);
+  (void)local.initialize(refusing);
+  const auto registerOn = [&](std::uint32_t port) {
+    return local.hccdControllerRegisterPort(RadioChannel_1, portId(port),
+                                            &callback);
+  };
+  ASSERT_EQ(registerOn(1), tarvik::kStatusSuccess);
+  refusing.refusing = true;
+
+  EXPECT_EQ(registerOn(2), tarvik::kStatusFailure);
+  refusing.refusing = false;
+  EXPECT_EQ(registerOn(2), tarvik::kStatusSuccess);
+
+  EXPECT_EQ(local.hccdPortRegistrations().size(), 2U);
+  local.deinitialize();  // before `refusing` is gone
+}
+
 // A refused operation. `initialized` false leaves the handler without its
 // HCC-D handler; else port 5 of channels 1 and 2 is registered before.
 struct Refused {

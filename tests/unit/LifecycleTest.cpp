@@ -3,6 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <pthread.h>
+
+#include <functional>
+#include <stdexcept>
+#include <thread>
+
 #include "TrafficFixture.h"
 #include "testing/RecordingHccdPortCallback.h"
 
@@ -119,6 +125,52 @@ TEST_F(LifecycleTest, DeinitializeStopsServicesBeforeWithdrawingInterface) {
                                "Stopping HCC-D service for channel 2"},
                           Line{3, "deinitialize", "Deinitialize done!"}));
   handler->deinitialize();  // before `ordered` is gone
+}
+
+// Fails its stops the way a test asks, while `failure` is set.
+class FailingStopHccdHandler : public FakeHccdHandler {
+ public:
+  int stopService(unsigned int ctIndex) override {
+    if (failure) {
+      failure();
+    }
+    return FakeHccdHandler::stopService(ctIndex);
+  }
+  std::function<void()> failure;
+};
+
+TEST_F(LifecycleTest, DeinitializeGoesToItsEndPastAStopThatThrows) {
+  FailingStopHccdHandler failing;
+  failing.failure = [] { throw std::runtime_error("ct gone"); };
+  (void)handler->initialize(failing);
+  forgetHistory();
+
+  handler->deinitialize();
+
+  EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
+  EXPECT_THAT(moduleIdsOf(ModuleManager::Event::Destroyed),
+              ElementsAre(testsupport::moduleId(1), testsupport::moduleId(2)));
+  EXPECT_THAT(traceLines(1),
+              ElementsAre(Line{1, "deinitialize",
+                               "A platform call failed; the rest was done"}));
+  // Uninitialised: the next start is a whole one.
+  (void)handler->initialize(hccd);
+  EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Start),
+              ElementsAre(0U, 1U));
+}
+
+// The unwinding of the shut-down thread, ended inside the HCC-D handler, is
+// no failure to step past: the thread ends there.
+TEST_F(LifecycleTest, ShutDownThreadEndedInsideAStopEnds) {
+  FailingStopHccdHandler exiting;
+  exiting.failure = [] { pthread_exit(nullptr); };
+  (void)handler->initialize(exiting);
+
+  std::thread([this] { handler->deinitialize(); }).join();
+
+  EXPECT_NE(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
+  exiting.failure = nullptr;
+  handler->deinitialize();  // before `exiting` is gone
 }
 
 TEST_F(LifecycleTest, ZeroChannelsStillPublishesAndRegistersNoModule) {
