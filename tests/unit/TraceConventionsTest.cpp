@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -157,8 +158,8 @@ TEST_F(TraceConventionsTest, TracingLeavesErrnoUnchanged) {
   EXPECT_THAT(testsupport::traceLines(), testing::SizeIs(testing::Gt(5U)));
 }
 
-// Calls `visit(file, line number, line, next line)` for every line of the
-// module's private sources.
+// Calls `visit(file, lines, i)` for every line `lines[i]` of the module's
+// private sources.
 template <class Visit>
 void scanSources(const Visit& visit) {
   for (const auto& entry :
@@ -168,9 +169,8 @@ void scanSources(const Visit& visit) {
     for (std::string text; std::getline(in, text);) {
       lines.push_back(text);
     }
-    lines.emplace_back();
-    for (std::size_t i = 0; i + 1 < lines.size(); ++i) {
-      visit(entry.path().filename().string(), i + 1, lines[i], lines[i + 1]);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+      visit(entry.path().filename().string(), lines, i);
     }
   }
 }
@@ -180,26 +180,66 @@ std::ptrdiff_t matches(const std::string& text, const std::regex& pattern) {
                        std::sregex_iterator());
 }
 
-// The trace path names one file, so every statement must be in it, one to a
-// line; and the line in each header is the line of its statement.
+// The index of the line where the first bracket from `lines[first]`,
+// `column` on closes; literals and line comments left out.
+std::size_t closingLine(const std::vector<std::string>& lines,
+                        std::size_t first, std::size_t column) {
+  int depth = 0;
+  for (std::size_t i = first; i < lines.size(); ++i, column = 0) {
+    char quote = 0;
+    for (std::size_t c = column; c < lines[i].size(); ++c) {
+      const char ch = lines[i][c];
+      if (quote != 0) {
+        c += ch == '\\' ? 1 : 0;
+        quote = ch == quote ? '\0' : quote;
+      } else if (ch == '"' || ch == '\'') {
+        quote = ch;
+      } else if (lines[i].compare(c, 2, "//") == 0) {
+        break;
+      } else if (ch == '(' || ch == '{') {
+        ++depth;
+      } else if ((ch == ')' || ch == '}') && --depth == 0) {
+        return i;
+      }
+    }
+  }
+  return lines.size();
+}
+
+// The trace path names one file, so every statement must be in it. GCC
+// gives a statement that spans lines the line of its first token, Clang its
+// last: each line from the one that opens a statement to the one that closes
+// it names that statement and no other.
 TEST_F(TraceConventionsTest, EveryHeaderNamesTheLineOfItsOwnStatement) {
   static const std::regex statement(
       R"(TRAF_(TRACE_(ENTER|ENTER_TEXT|MSG)|CATCH_ALL)\(|QelTraceHeader\b)");
   static const std::regex literal(R"re("([^"]*)")re");
   std::map<std::size_t, std::string> functionAtLine;
-  scanSources([&](const std::string& file, std::size_t number,
-                  const std::string& line, const std::string& next) {
-    const std::string rest = line + next;
-    std::smatch function;
+  scanSources([&](const std::string& file,
+                  const std::vector<std::string>& lines, std::size_t first) {
+    std::smatch found;
     // These two define the statements rather than make them.
     if (file == "TrafTrace.h" || file == "EntryGuard.h" ||
-        matches(line, statement) == 0 ||
-        !std::regex_search(rest, function, literal)) {
+        !std::regex_search(lines[first], found, statement)) {
       return;
     }
-    EXPECT_EQ(file, "TarvikTrafHandler.cpp") << number;
-    EXPECT_EQ(matches(line, statement), 1) << file << ":" << number;
-    functionAtLine[number] = function[1].str();
+    const auto column = static_cast<std::size_t>(found.position(0));
+    const std::size_t last =
+        std::min(closingLine(lines, first, column), lines.size() - 1);
+    std::string text = lines[first].substr(column);
+    for (std::size_t i = first + 1; i <= last; ++i) {
+      text += "\n" + lines[i];
+    }
+    std::smatch function;
+    if (!std::regex_search(text, function, literal)) {
+      return;
+    }
+    EXPECT_EQ(file, "TarvikTrafHandler.cpp") << first + 1;
+    EXPECT_EQ(matches(lines[first], statement), 1) << file << ":" << first + 1;
+    for (std::size_t i = first; i <= last; ++i) {
+      EXPECT_TRUE(functionAtLine.emplace(i + 1, function[1].str()).second)
+          << "line " << i + 1 << " is in two statements";
+    }
   });
   ASSERT_THAT(functionAtLine, testing::SizeIs(testing::Gt(15U)));
 
@@ -239,8 +279,9 @@ TEST_F(TraceConventionsTest, EachOperationReadsTheXauiBindingOnce) {
       R"((^|[^&])m_xauiPacketSizeDriver\b(?!\s*=[^=]|\())");
   std::map<std::string, std::ptrdiff_t> reads;
   std::string function;
-  scanSources([&](const std::string& file, std::size_t /*number*/,
-                  const std::string& line, const std::string& /*next*/) {
+  scanSources([&](const std::string& file,
+                  const std::vector<std::string>& lines, std::size_t i) {
+    const std::string& line = lines[i];
     std::smatch name;
     if (std::regex_search(line, name, definition)) {
       function = file + ":" + name[1].str();

@@ -1,0 +1,9 @@
+#!/usr/bin/env bash
+# The host build (the module, the stand-ins, the simulator, the benchmarks
+# and every test) with Debian's clang++ instead of g++, warnings as errors,
+# and the whole test suite.
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+
+./tools/install-deps.sh clang
+cmake --workflow --preset clang
