@@ -1,7 +1,10 @@
 // The module's contract with the driver access layer: the status rule on
-// every driver call, and records without an operation.
+// every driver call, records without an operation, drivers that throw.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
 
 #include "DriverAccess.h"
 #include "TrafficFixture.h"
@@ -49,6 +52,42 @@ INSTANTIATE_TEST_SUITE_P(Statuses, DriverStatusTest,
                                          fails(65536), succeeds(-1),
                                          succeeds(INT32_MIN),
                                          fails(INT32_MAX)));
+
+std::int32_t throwingWrite(void* /*handle*/, std::uint32_t /*value*/) {
+  throw std::runtime_error("bus error");
+}
+std::int32_t throwingRead(void* /*handle*/, std::uint32_t* /*value*/) {
+  throw std::runtime_error("bus error");
+}
+
+class ThrowingDriverTest : public testsupport::TrafficFixture {};
+
+// A driver that throws ends the operation with its failure status and a
+// trace under the operation's name.
+TEST_F(ThrowingDriverTest, FailsTheOperationSayingWhat) {
+  bindChannel(1);
+  for (const std::string& name : testsupport::channelDriverNames(1)) {
+    driver(name).record()->write = &throwingWrite;
+    driver(name).record()->read = &throwingRead;
+  }
+  unsigned int value = 0;
+
+  EXPECT_EQ(handler->dspIfSetXauiPacketSize(1), tarvik::kStatusFailure);
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(value), tarvik::kStatusFailure);
+  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, value, value),
+            tarvik::kStatusFailure);
+  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
+            tarvik::kPhaseFailure);
+
+  using testsupport::Line;
+  const std::string text = "Not completed: bus error";
+  EXPECT_THAT(
+      testsupport::traceLines(1),
+      testing::ElementsAre(Line{1, "dspIfSetXauiPacketSize", text},
+                           Line{1, "dspIfGetXauiPacketSize", text},
+                           Line{1, "rlaGetRatesForTaps", text},
+                           Line{1, "doOnPhasePostFrameformatLoad", text}));
+}
 
 TEST(DriverAccessTest, MissingOperationAnswersFailureWithoutACall) {
   CDriver_Interface record{nullptr, nullptr, nullptr, nullptr};
