@@ -34,6 +34,38 @@ std::uint32_t fixedAnswers(ITrafHandler& handler) {
 
 }  // namespace
 
+// A full start, a frame-format load writing both drivers, a send, a
+// registration and a reception.
+void expectWorkingDay(Node& node) {
+  node.repair();
+  if (node.handler == nullptr) {
+    node.handler = std::make_unique<tarvik::TrafHandler>(RadioChannel_2);
+  }
+  EXPECT_EQ(node.handler->initialize(node.hccd), tarvik::kStatusSuccess);
+  EXPECT_TRUE(node.hccd.isServiceRunning(0) && node.hccd.isServiceRunning(1));
+  EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"),
+            static_cast<IInterface*>(node.handler.get()));
+  EXPECT_EQ(node.handler->registerPhases(), tarvik::kStatusSuccess);
+  EXPECT_EQ(Node::phase(1, standin::Phase::ModuleInit), tarvik::kPhaseSuccess);
+  EXPECT_EQ(Node::phase(2, standin::Phase::ModuleInit), tarvik::kPhaseSuccess);
+  standin::FakeDriver& fecType = Node::driver(1, nodefacts::kFecTypeSuffix);
+  fecType.setValue(0);
+  Node::xaui().setValue(0);
+  EXPECT_EQ(Node::phase(1, standin::Phase::PreFrameformatLoad),
+            tarvik::kPhaseSuccess);
+  EXPECT_EQ(Node::phase(1, standin::Phase::PostFrameformatLoad),
+            tarvik::kPhaseSuccess);
+  EXPECT_EQ(fecType.value(), 5U);
+  EXPECT_EQ(Node::xaui().value(), 1500U);
+  const std::size_t sent = node.hccd.sendCount();
+  EXPECT_EQ(node.send(4), tarvik::kStatusSuccess);
+  EXPECT_EQ(node.hccd.sendCount(), sent + 1);
+  EXPECT_EQ(node.registerPort(2, 13), tarvik::kStatusSuccess);
+  node.handler->invokeHccdPortCallback(RadioChannel_2, testsupport::gMessage, 1,
+                                       14);
+  EXPECT_EQ(node.client.calls, 1);
+}
+
 std::vector<EntryPointCase> entryPointCases() {
   using F = From;
   return {
@@ -114,6 +146,20 @@ std::vector<EntryPointCase> entryPointCases() {
        {},
        CALL(Node::phase(1, Phase::PostFrameformatLoad)),
        kPhaseFailure},
+      {"PostLoadChannelThree",
+       F::Bound,
+       {},
+       CALL(n.handler->doOnPhasePostFrameformatLoad(
+           static_cast<RadioChannel>(3))),
+       kPhaseFailure},
+      {"PostLoadWithoutFrameFormat", F::Started,
+       BREAK((void)InterfaceBroker::getInstance()->unregisterInterface(
+           "IFrameFormat_1", nullptr);
+             (void)Node::phase(1, Phase::ModuleInit)),
+       CALL(Node::phase(1, Phase::PostFrameformatLoad)), kPhaseFailure},
+      {"PostLoadXauiWriteFails", F::Bound,
+       BREAK(Node::xaui().setWriteStatus(32768)),
+       CALL(Node::phase(1, Phase::PostFrameformatLoad)), kPhaseFailure},
       {"PostLoadFecWriteFails", F::Bound,
        BREAK(Node::driver(1, nodefacts::kFecTypeSuffix).setWriteStatus(32768)),
        CALL(Node::phase(1, Phase::PostFrameformatLoad)), kPhaseFailure},
@@ -132,6 +178,13 @@ std::vector<EntryPointCase> entryPointCases() {
       {"Send", F::Started, {}, CALL(n.send(4)), kStatusFailure},
       {"SendUnknownPort", F::Started, {}, CALL(n.send(6)), kStatusFailure},
       {"SendBeforeInitialize", F::Nothing, {}, CALL(n.send(4)), kStatusFailure},
+      {"SendChannelThree",
+       F::Started,
+       {},
+       CALL(n.handler->hccdControllerSendMessage(static_cast<RadioChannel>(3),
+                                                 ITrafHandler::HccdPortId_4,
+                                                 gMessage, 1)),
+       kStatusFailure},
       {"SendDuringLoad", F::Bound,
        BREAK((void)Node::phase(1, Phase::PreFrameformatLoad)), CALL(n.send(4)),
        kStatusFailure},
@@ -162,11 +215,28 @@ std::vector<EntryPointCase> entryPointCases() {
       {"FixedAnswers", F::Nothing, {}, CALL(fixedAnswers(*n.handler)), 9},
       {"RatesForTaps", F::Bound, {}, CALL(rates(n)), kStatusFailure},
       {"RatesForTapsUnbound", F::Started, {}, CALL(rates(n)), kStatusFailure},
+      {"RatesForTapsChannelThree",
+       F::Bound,
+       {},
+       CALL([&n] {
+         unsigned int rate = 0;
+         return n.handler->rlaGetRatesForTaps(static_cast<RadioChannel>(3),
+                                              rate, rate);
+       }()),
+       kStatusFailure},
       {"RatesForTapsReadFails", F::Bound,
        BREAK(Node::driver(1, nodefacts::kIdleRateSuffix).setReadStatus(32768)),
        CALL(rates(n)), kStatusFailure},
       {"GetXauiPacketSize",
        F::Bound,
+       {},
+       CALL([&n] {
+         unsigned int value = 0;
+         return n.handler->dspIfGetXauiPacketSize(value);
+       }()),
+       kStatusFailure},
+      {"GetXauiPacketSizeUnbound",
+       F::Started,
        {},
        CALL([&n] {
          unsigned int value = 0;
@@ -184,12 +254,30 @@ std::vector<EntryPointCase> entryPointCases() {
       {"ReceiveOnRegisteredPort",
        F::Receiving,
        {},
-       CALL(hccDataReceivedCt1(nullptr, gMessage, 1, 0)),
+       CALL(hccDataReceivedCt1(nullptr, gMessage, 1, 11)),
        kStatusSuccess},
       {"ReceiveCallbackThrows",
        F::Receiving,
        {},
-       CALL(hccDataReceivedCt1(nullptr, gMessage, 1, 1)),
+       CALL(hccDataReceivedCt1(nullptr, gMessage, 1, 12)),
+       kStatusSuccess},
+      {"ReceiveCallbackThrowsSomethingElse",
+       F::Receiving,
+       {},
+       CALL(hccDataReceivedCt1(nullptr, gMessage, 1, 13)),
+       kStatusSuccess},
+      // As many messages as bring one sampled data trace.
+      {"ReceiveSampled",
+       F::Receiving,
+       {},
+       CALL([] {
+         int result = 0;
+         for (std::uint32_t i = 0;
+              i < tarvik::TrafHandler::kMessagesPerDataTrace; ++i) {
+           result |= hccDataReceivedCt1(nullptr, gMessage, 1, 11);
+         }
+         return result;
+       }()),
        kStatusSuccess},
       {"ReceiveUnregisteredPort",
        F::Receiving,

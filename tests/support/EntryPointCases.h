@@ -90,20 +90,32 @@ struct Node {
 };
 
 // The receive entries reach the library's single handler, initialised once
-// for the whole program, with the returned client on port index 0 of ct 0
-// and a client that throws on port index 1.
+// for the whole program, with the returned client on port id 10 of channel 1
+// (port index 11), and clients that throw a `std::exception` on port id 11
+// (index 12) and something else on port id 12 (index 13). The library's
+// other tests use other ports.
+// The HCC-D handler of the library's single handler, whichever test of the
+// program initialises it first. Never destroyed: the single handler stops
+// its services at exit.
+inline standin::FakeHccdHandler& singleHandlersHccd() {
+  static auto* const hccd = new standin::FakeHccdHandler();
+  return *hccd;
+}
+
 inline CountingCallback& receivingClient() {
   static CountingCallback* const counting = [] {
-    static standin::FakeHccdHandler hccd;
     static FailingCallback failing(
         [] { throw std::runtime_error("client failed"); });
+    static FailingCallback failingStrangely([] { throw 42; });
     auto* const client = new CountingCallback();
     tarvik::TrafHandler& single =
         tarvik::TrafHandler::getInstance(RadioChannel_2);
-    (void)single.initialize(hccd);
-    (void)single.hccdControllerRegisterPort(RadioChannel_1, portId(0), client);
-    (void)single.hccdControllerRegisterPort(RadioChannel_1, portId(1),
+    (void)single.initialize(singleHandlersHccd());
+    (void)single.hccdControllerRegisterPort(RadioChannel_1, portId(10), client);
+    (void)single.hccdControllerRegisterPort(RadioChannel_1, portId(11),
                                             &failing);
+    (void)single.hccdControllerRegisterPort(RadioChannel_1, portId(12),
+                                            &failingStrangely);
     return client;
   }();
   return *counting;
@@ -154,6 +166,11 @@ inline void PrintTo(const EntryPointCase& c, std::ostream* out) {
 
 // The cases, every entry point and each of its paths.
 std::vector<EntryPointCase> entryPointCases();
+
+// A whole working day of the node's module, from whatever state a case left:
+// a full start, a frame-format load writing both drivers, a send, a
+// registration and a reception.
+void expectWorkingDay(Node& node);
 
 }  // namespace testsupport
 

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "AllocationCounter.h"
+#include "EntryPointCases.h"
 #include "TrafHandlerFixture.h"
 #include "testing/RecordingHccdPortCallback.h"
 
@@ -144,10 +145,8 @@ class HccdEntryTest : public testsupport::TrafHandlerFixture {
     return tarvik::TrafHandler::getInstance(RadioChannel_1);
   }
 
-  // Never destroyed: the single handler stops its services at exit.
   static standin::FakeHccdHandler& entryHccd() {
-    static auto* const hccd = new standin::FakeHccdHandler();
-    return *hccd;
+    return testsupport::singleHandlersHccd();
   }
 
   // Never freed: the single handler keeps it for good.

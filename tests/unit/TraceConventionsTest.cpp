@@ -7,16 +7,19 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <locale>
 #include <map>
 #include <regex>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "AllocationCounter.h"
+#include "EntryPointCases.h"
 #include "TrafTrace.h"
 #include "TrafficFixture.h"
 #include "testing/RecordingHccdPortCallback.h"
@@ -27,107 +30,23 @@ using standin::TraceControl;
 using testing::ElementsAre;
 using testsupport::kTraceObject;
 
-class TraceConventionsTest : public testsupport::TrafficFixture {
- protected:
-  // Every operation, failing ones included, then the destructor; gives each
-  // result and what the platform and the client saw.
-  std::vector<std::uint64_t> everyOperation() {
-    trafhandler_testing::RecordingHccdPortCallback client;
-    testsupport::FailingCallback failing(
-        [] { throw std::runtime_error("client failed"); });
-    unsigned char data[] = {9};
-    unsigned int size = 0;
-    unsigned int dspRate = 0;
-    unsigned int idleRate = 0;
-    using testsupport::channel;
-    std::vector<std::uint64_t> seen{
-        handler->hccdControllerStartStop(RadioChannel_1, ITrafHandler::Start),
-        handler->hccdControllerRegisterPort(
-            RadioChannel_1, ITrafHandler::HccdPortId_0, &client),
-        handler->hccdControllerSendMessage(RadioChannel_1,
-                                           ITrafHandler::HccdPortId_0, data, 1),
-        handler->dspIfSetXauiPacketSize(1),
-        handler->dspIfGetXauiPacketSize(size),
-        handler->registerPhases(),
-        handler->initialize(hccd),
-        handler->registerPhases(),
-        handler->doOnPhasePostFrameformatLoad(RadioChannel_2)};
-    // Channel 2's module initialisation fails at each binding in turn.
-    for (const std::string& name :
-         {testsupport::kFec2, testsupport::kDsp2, testsupport::kIdle2,
-          std::string(testsupport::kXaui)}) {
-      seen.push_back(handler->doOnModuleInit(RadioChannel_2));
-      (void)driver(name);
-    }
-    seen.insert(seen.end(),
-                {handler->doOnModuleInit(RadioChannel_2),
-                 handler->doOnModuleInit(channel(3)),
-                 handler->doOnPhasePostFrameformatLoad(channel(3)),
-                 handler->rlaGetRatesForTaps(channel(3), dspRate, idleRate),
-                 handler->hccdControllerSendMessage(
-                     channel(3), ITrafHandler::HccdPortId_0, data, 1),
-                 handler->hccdControllerRegisterPort(
-                     RadioChannel_1, ITrafHandler::HccdPortId_2, nullptr),
-                 handler->hccdControllerRegisterPort(
-                     RadioChannel_1, ITrafHandler::HccdPortId_6, &client)});
-    bindChannel(1);
-    seen.insert(seen.end(),
-                {handler->doOnModuleInit(RadioChannel_2),
-                 handler->hccdControllerRegisterPort(
-                     RadioChannel_1, ITrafHandler::HccdPortId_0, &client),
-                 handler->hccdControllerRegisterPort(
-                     RadioChannel_1, ITrafHandler::HccdPortId_0, &client),
-                 handler->hccdControllerRegisterPort(
-                     RadioChannel_1, ITrafHandler::HccdPortId_1, &failing),
-                 handler->hccdControllerSendMessage(
-                     RadioChannel_1, ITrafHandler::HccdPortId_6, data, 1),
-                 handler->doOnPhasePreFrameformatLoad(RadioChannel_1),
-                 handler->hccdControllerSendMessage(
-                     RadioChannel_1, ITrafHandler::HccdPortId_4, data, 1),
-                 handler->doOnPhasePreFrameformatLoad(testsupport::channel(3)),
-                 handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
-                 handler->doOnPhasePostFrameformatLoad(RadioChannel_2),
-                 handler->hccdControllerSendMessage(
-                     RadioChannel_1, ITrafHandler::HccdPortId_4, data, 1),
-                 handler->dspIfSetXauiPacketSize(1234),
-                 handler->dspIfGetXauiPacketSize(size),
-                 handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate),
-                 handler->rlaGetRatesForTaps(RadioChannel_2, dspRate, idleRate),
-                 size, dspRate, idleRate});
-    // Enough messages for the sampled data trace, and every failure.
-    for (int i = 0; i < 404; ++i) {
-      handler->invokeHccdPortCallback(RadioChannel_1, data, 1, 0);
-    }
-    handler->invokeHccdPortCallback(RadioChannel_1, data, 1, 5);
-    handler->invokeHccdPortCallback(RadioChannel_2, data, 1, 0);
-    handler->invokeHccdPortCallback(RadioChannel_1, data, 1, 1);
-    seen.push_back(client.messageCount());
-    // Every driver of channel 1 fails now.
-    for (const std::string& name : testsupport::channelDriverNames(1)) {
-      driver(name).setWriteStatus(32768);
-      driver(name).setReadStatus(32768);
-    }
-    seen.insert(
-        seen.end(),
-        {handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
-         handler->dspIfSetXauiPacketSize(1),
-         handler->dspIfGetXauiPacketSize(size),
-         handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate)});
-    driver(testsupport::kFec1).setWriteStatus(0);
-    driver(testsupport::kDsp1).setReadStatus(0);
-    seen.insert(seen.end(),
-                {handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
-                 handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate),
-                 size, dspRate, idleRate});
-    handler->deinitialize();
-    seen.push_back(handler->initialize(hccd));
-    handler.reset();
-    seen.insert(seen.end(),
-                {hccd.calls().size(), driver(testsupport::kFec1).calls().size(),
-                 driver(testsupport::kXaui).value()});
-    return seen;
+class TraceConventionsTest : public testsupport::TrafficFixture {};
+
+// Runs every entry point on each of its paths, each case on a node of its
+// own; `check` sees the result and the trace records of each.
+template <class Check>
+void runEveryCase(const std::function<void(testsupport::Node&)>& before,
+                  const Check& check) {
+  for (const testsupport::EntryPointCase& c : testsupport::entryPointCases()) {
+    SCOPED_TRACE(c.name);
+    testsupport::Node node;
+    c.prepare(node);
+    TraceControl::clearRecords();
+    before(node);
+    const std::uint32_t result = c.call(node);
+    check(node, result, TraceControl::records());
   }
-};
+}
 
 TEST_F(TraceConventionsTest, DisabledLevelComposesNothing) {
   (void)handler->initialize(hccd);
@@ -243,19 +162,21 @@ TEST_F(TraceConventionsTest, EveryHeaderNamesTheLineOfItsOwnStatement) {
   });
   ASSERT_THAT(functionAtLine, testing::SizeIs(testing::Gt(15U)));
 
-  (void)everyOperation();
-  (void)tarvik::TrafHandler(RadioChannel_2).registerPhases();
-
-  const auto records = TraceControl::records();
-  ASSERT_THAT(records, testing::SizeIs(testing::Gt(15U)));
-  for (const auto& record : records) {
-    EXPECT_EQ(record.file,
-              "src/PlatformServices/TrafHandler/private/TarvikTrafHandler");
-    const auto function =
-        functionAtLine.find(static_cast<std::size_t>(record.line));
-    ASSERT_NE(function, functionAtLine.end()) << record.line << record.text;
-    EXPECT_EQ(function->second, record.function) << record.line;
-  }
+  std::set<std::size_t> linesSeen;
+  runEveryCase([](testsupport::Node& /*node*/) {},
+               [&](testsupport::Node& /*node*/, std::uint32_t /*result*/,
+                   const std::vector<standin::TraceRecord>& records) {
+                 for (const auto& record : records) {
+                   EXPECT_EQ(record.file, tarvik::kTraceSourcePath);
+                   const auto function = functionAtLine.find(
+                       static_cast<std::size_t>(record.line));
+                   ASSERT_NE(function, functionAtLine.end())
+                       << record.line << record.text;
+                   EXPECT_EQ(function->second, record.function) << record.line;
+                   linesSeen.insert(static_cast<std::size_t>(record.line));
+                 }
+               });
+  EXPECT_THAT(linesSeen, testing::SizeIs(testing::Ge(40U)));
 }
 
 // A thread cancelled inside the trace facility unwinds through the trace
@@ -319,22 +240,32 @@ TEST_F(TraceConventionsTest, NumbersStayPlainDecimalUnderAGroupingLocale) {
                   "1000"}));
 }
 
-class FailingTraceTest : public TraceConventionsTest {};
-
-TEST_F(FailingTraceTest, ChangesNoResultAndNoState) {
-  TraceControl::setThreshold(kTraceObject, 0);
-  const std::vector<std::uint64_t> quiet = everyOperation();
+// A trace facility that throws, from `isEnabled` or from the log calls,
+// changes no result, and the module works as ever afterwards.
+TEST_F(TraceConventionsTest, FailingTraceFacilityChangesNoResult) {
+  std::vector<std::uint32_t> quiet;
+  runEveryCase(
+      [](testsupport::Node& /*node*/) {
+        TraceControl::setThreshold(kTraceObject, 0);
+      },
+      [&](testsupport::Node& /*node*/, std::uint32_t result,
+          const std::vector<standin::TraceRecord>& /*records*/) {
+        quiet.push_back(result);
+      });
   for (const bool fromIsEnabled : {true, false}) {
-    testsupport::resetPlatform();
-    hccd.clearCalls();
-    handler = std::make_unique<tarvik::TrafHandler>(RadioChannel_2);
-    TraceControl::setThrowing(kTraceObject, fromIsEnabled, !fromIsEnabled);
-
-    EXPECT_EQ(everyOperation(), quiet) << fromIsEnabled;
-    EXPECT_GT(fromIsEnabled ? TraceControl::isEnabledCalls(kTraceObject)
-                            : TraceControl::logCalls(kTraceObject),
-              20U);
+    auto expected = quiet.begin();
+    runEveryCase(
+        [&](testsupport::Node& /*node*/) {
+          TraceControl::setThrowing(kTraceObject, fromIsEnabled,
+                                    !fromIsEnabled);
+        },
+        [&](testsupport::Node& node, std::uint32_t result,
+            const std::vector<standin::TraceRecord>& /*records*/) {
+          EXPECT_EQ(result, *expected++) << fromIsEnabled;
+          testsupport::expectWorkingDay(node);
+        });
   }
+  TraceControl::setThrowing(kTraceObject, false, false);
 }
 
 TEST_F(TraceConventionsTest, LevelsOneToThreeAreOnByDefault) {
