@@ -101,7 +101,7 @@ bool ScenarioRunner::load() {
   m_sequence.call(Party::Platform, Party::TrafHandler,
                   "dlopen(" + m_libraryPath.substr(slash + 1) + ')');
   std::string why;
-  m_module = TrafHandlerModule::load(m_libraryPath, why);
+  m_module = standin::TrafHandlerModule::load(m_libraryPath, why);
   if (!m_module) {
     return fail("cannot load " + m_libraryPath + ": " + why);
   }

@@ -115,7 +115,7 @@ class ScenarioRunner {
   Sequence& m_sequence;
   Summary& m_summary;
   Console& m_console;
-  std::unique_ptr<TrafHandlerModule> m_module;
+  std::unique_ptr<standin::TrafHandlerModule> m_module;
   ITrafHandler* m_handler = nullptr;
   const Step* m_step = nullptr;
   std::string m_error;

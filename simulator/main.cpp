@@ -151,8 +151,8 @@ int runMain(int argc, char** argv) {
   }
   // A library that cannot be loaded is refused before anything runs.
   std::string error;
-  std::unique_ptr<trafsim::TrafHandlerModule> library =
-      trafsim::TrafHandlerModule::load(options.libraryPath, error);
+  std::unique_ptr<standin::TrafHandlerModule> library =
+      standin::TrafHandlerModule::load(options.libraryPath, error);
   if (!library) {
     std::cerr << "trafsim: cannot load " << options.libraryPath << ": " << error
               << '\n';
