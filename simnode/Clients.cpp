@@ -9,29 +9,24 @@ namespace trafsim {
 class Clients::PortCallback
     : public trafhandler_testing::RecordingHccdPortCallback {
  public:
-  PortCallback(Clients& clients, std::string client, std::uint32_t channel,
-               std::uint32_t portId)
-      : m_clients(clients),
-        m_client(std::move(client)),
-        m_channel(channel),
-        m_portId(portId) {}
+  PortCallback(Clients& clients, Key key)
+      : m_clients(clients), m_key(std::move(key)) {}
 
   void onHccdDataReceived(unsigned char* data, unsigned int length,
                           const ITrafHandler::HccdPortId& portId) override {
+    const auto& [client, channel, port] = m_key;
     const std::string call = "onHccdDataReceived(portId " +
                              std::to_string(static_cast<unsigned>(portId)) +
                              ", " + byteCount(length) + ')';
-    m_clients.m_sequence.call(Party::TrafHandler, Party::Client, call,
-                              m_client);
-    m_clients.m_console.text("    [transport] client " + m_client + ": " +
-                             call);
+    m_clients.m_sequence.call(Party::TrafHandler, Party::Client, call, client);
+    m_clients.m_report.line("    [transport] client " + client + ": " + call);
     RecordingHccdPortCallback::onHccdDataReceived(data, length, portId);
-    m_clients.m_summary.count(Traffic::Delivered, m_channel, m_portId);
-    switch (m_clients.behaviour(m_client)) {
+    m_clients.m_report.count(Traffic::Delivered, channel, port);
+    switch (m_clients.behaviour(client)) {
       case Behaviour::Normal:
         return;
       case Behaviour::Throws:
-        throw std::runtime_error("client " + m_client + " refuses the data");
+        throw std::runtime_error("client " + client + " refuses the data");
       case Behaviour::ThrowsUnknown:
         // Deliberately no std::exception: what a careless client may throw.
         throw 42;  // NOLINT(hicpp-exception-baseclass)
@@ -40,13 +35,11 @@ class Clients::PortCallback
 
  private:
   Clients& m_clients;
-  const std::string m_client;
-  const std::uint32_t m_channel;
-  const std::uint32_t m_portId;
+  const Key m_key;
 };
 
-Clients::Clients(Sequence& sequence, Summary& summary, Console& console)
-    : m_sequence(sequence), m_summary(summary), m_console(console) {}
+Clients::Clients(Sequence& sequence, Report& report)
+    : m_sequence(sequence), m_report(report) {}
 
 Clients::~Clients() = default;
 
@@ -65,9 +58,10 @@ ITrafHandler::HccdPortCallback& Clients::callback(const std::string& client,
                                                   std::uint32_t channel,
                                                   std::uint32_t portId) {
   const std::lock_guard<std::mutex> lock(m_mutex);
-  std::unique_ptr<PortCallback>& slot = m_callbacks[{client, channel, portId}];
+  const Key key{client, channel, portId};
+  std::unique_ptr<PortCallback>& slot = m_callbacks[key];
   if (!slot) {
-    slot = std::make_unique<PortCallback>(*this, client, channel, portId);
+    slot = std::make_unique<PortCallback>(*this, key);
   }
   return *slot;
 }

@@ -2,10 +2,10 @@
 // ports and records what they receive.
 //
 // A client gets one callback object per channel and port it registers: the
-// client kit's `RecordingHccdPortCallback`, which also shows each call on the
-// console and in the sequence, counts it as delivered, and behaves as its
-// client is told: it returns normally, throws a `std::runtime_error`, or
-// throws something that is no `std::exception`.
+// client kit's `RecordingHccdPortCallback`, which also shows each call in the
+// report and the sequence, counts it as delivered, and behaves as its client
+// is told: it returns normally, throws a `std::runtime_error`, or throws
+// something that is no `std::exception`.
 //
 // Thread-safety: callbacks run on the transport's thread; every member may
 // be called from any thread. Callback objects live as long as `Clients`.
@@ -20,9 +20,7 @@
 #include <tuple>
 #include <vector>
 
-#include "Console.h"
-#include "Sequence.h"
-#include "Summary.h"
+#include "Report.h"
 #include "testing/RecordingHccdPortCallback.h"
 
 namespace trafsim {
@@ -32,7 +30,7 @@ class Clients {
   // In the order of the step "client <client> normal|throws|throws-unknown".
   enum class Behaviour { Normal, Throws, ThrowsUnknown };
 
-  Clients(Sequence& sequence, Summary& summary, Console& console);
+  Clients(Sequence& sequence, Report& report);
   ~Clients();
 
   Clients(const Clients&) = delete;
@@ -57,8 +55,7 @@ class Clients {
   Behaviour behaviour(const std::string& client) const;
 
   Sequence& m_sequence;
-  Summary& m_summary;
-  Console& m_console;
+  Report& m_report;
   mutable std::mutex m_mutex;
   std::map<std::string, Behaviour> m_behaviours;
   std::map<Key, std::unique_ptr<PortCallback>> m_callbacks;

@@ -22,8 +22,7 @@ ScenarioRunner::ScenarioRunner(std::string libraryPath, const Parts& parts)
       m_platform(parts.platform),
       m_clients(parts.clients),
       m_sequence(parts.sequence),
-      m_summary(parts.summary),
-      m_console(parts.console) {
+      m_report(parts.report) {
   standin::TraceControl::setPrinter(
       [this](const standin::TraceRecord& record) { traced(record); });
 }
@@ -34,7 +33,7 @@ ScenarioRunner::~ScenarioRunner() {
 }
 
 void ScenarioRunner::traced(const standin::TraceRecord& record) {
-  m_console.trace(record, m_platform.transport().isTransportThread());
+  m_report.trace(record, m_platform.isTransportThread());
   if (record.level == QEL_TRACE_LEVEL_1) {
     m_sequence.note(Party::TrafHandler, "L1 \"" + record.text + '"');
   }
@@ -49,29 +48,29 @@ void ScenarioRunner::run(const Scenario& scenario) {
   if (!m_module) {
     return;
   }
-  m_console.text("end of scenario: unloading the module");
+  m_report.line("end of scenario: unloading the module");
   if (!unload()) {
-    m_console.error(m_error);
-    m_summary.failed("end of scenario", m_error);
+    m_report.error(m_error);
+    m_report.failed("end of scenario", m_error);
   }
 }
 
 void ScenarioRunner::runStep(const Step& step) {
   if (step.isExpectation()) {
-    m_platform.transport().waitUntilDelivered();
+    m_platform.waitUntilDelivered();
   } else {
     const std::lock_guard<std::mutex> lock(m_traceMutex);
     m_traceMark = m_traces.size();
   }
-  m_console.text(step.where() + " | " + step.source);
+  m_report.line(step.where() + " | " + step.source);
   m_step = &step;
   m_error.clear();
   if (!step.row->run(*this)) {
-    m_console.text("    FAILED " + step.where() + ": " + m_error);
-    m_summary.failed(step.where(), m_error);
+    m_report.line("    FAILED " + step.where() + ": " + m_error);
+    m_report.failed(step.where(), m_error);
   } else if (step.isExpectation() || step.result) {
-    m_console.text("    ok");
-    m_summary.met();
+    m_report.line("    ok");
+    m_report.met();
   }
 }
 
@@ -105,8 +104,7 @@ bool ScenarioRunner::load() {
   if (!m_module) {
     return fail("cannot load " + m_libraryPath + ": " + why);
   }
-  m_platform.setReceiveEntries(m_module->receiveEntry(0),
-                               m_module->receiveEntry(1));
+  m_platform.setModule(m_module.get());
   return true;
 }
 
@@ -115,8 +113,8 @@ bool ScenarioRunner::unload() {
     return false;
   }
   // Nothing may still be on its way into the library's entries.
-  m_platform.transport().waitUntilDelivered();
-  m_platform.setReceiveEntries(nullptr, nullptr);
+  m_platform.waitUntilDelivered();
+  m_platform.setModule(nullptr);
   m_handler = nullptr;
   m_sequence.call(Party::Platform, Party::TrafHandler, "dlclose");
   std::string why;
@@ -195,7 +193,7 @@ bool ScenarioRunner::runPhase() {
         standin::ModuleManager::runPhase(*module, phase);
     m_sequence.reply(Party::TrafHandler, Party::Platform,
                      std::to_string(status));
-    m_summary.phaseRun(word(0), module->moduleId(), status);
+    m_report.phaseRun(word(0), module->moduleId(), status);
     if (!expectOutcome({status, {}, "module " + moduleId}) &&
         firstError.empty()) {
       firstError = "module " + moduleId + ": " + m_error;
@@ -229,7 +227,7 @@ bool ScenarioRunner::callHandler(HandlerCall call) {
   }
   text += '(' + arguments + ')';
   std::string firstError;
-  m_platform.transport().hold(true);
+  m_platform.hold(true);
   for (std::uint32_t i = 0; i < step().times; ++i) {
     m_sequence.call(Party::Client, Party::TrafHandler, text, client);
     const Outcome outcome = call(*this, *m_handler);
@@ -243,7 +241,7 @@ bool ScenarioRunner::callHandler(HandlerCall call) {
       firstError = m_error;
     }
   }
-  m_platform.transport().hold(false);
+  m_platform.hold(false);
   return firstError.empty() || fail(firstError);
 }
 
@@ -252,8 +250,8 @@ bool ScenarioRunner::expectOutcome(const Outcome& outcome) {
   for (const auto& named : outcome.outputs) {
     shown += "  " + named.first + ' ' + valueText(named.second);
   }
-  m_console.text("    " + shown +
-                 (outcome.note.empty() ? "" : "  (" + outcome.note + ')'));
+  m_report.line("    " + shown +
+                (outcome.note.empty() ? "" : "  (" + outcome.note + ')'));
   if (!step().result) {
     return true;
   }

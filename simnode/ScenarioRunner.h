@@ -7,10 +7,10 @@
 // lines emitted since the start of the last step that is no expectation,
 // including those the transport's thread emitted meanwhile. A client's call
 // returns before the transport delivers what it sent.
-// Met and failed expectations go to the summary, failures also to the
-// console as they happen. A step that cannot run (e.g. an operation before
-// `getInstance`) counts as a failed expectation. At the end the module is
-// unloaded if the scenario left it loaded.
+// Met and failed expectations go to the report as they happen. A step that
+// cannot run (e.g. an operation before `getInstance`) counts as a failed
+// expectation. At the end the module is unloaded if the scenario left it
+// loaded.
 //
 // Thread-safety: one `run` at a time; the runner owns the trace printer
 // while it exists.
@@ -25,13 +25,11 @@
 #include <vector>
 
 #include "Clients.h"
-#include "Console.h"
 #include "ITrafHandler.h"
 #include "ModuleLoader.h"
+#include "Report.h"
 #include "Scenario.h"
-#include "Sequence.h"
 #include "SimPlatform.h"
-#include "Summary.h"
 #include "TraceControl.h"
 
 namespace trafsim {
@@ -42,8 +40,7 @@ class ScenarioRunner {
     SimPlatform& platform;
     Clients& clients;
     Sequence& sequence;
-    Summary& summary;
-    Console& console;
+    Report& report;
   };
 
   ScenarioRunner(std::string libraryPath, const Parts& parts);
@@ -113,8 +110,7 @@ class ScenarioRunner {
   SimPlatform& m_platform;
   Clients& m_clients;
   Sequence& m_sequence;
-  Summary& m_summary;
-  Console& m_console;
+  Report& m_report;
   std::unique_ptr<standin::TrafHandlerModule> m_module;
   ITrafHandler* m_handler = nullptr;
   const Step* m_step = nullptr;

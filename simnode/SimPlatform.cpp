@@ -1,5 +1,7 @@
 #include "SimPlatform.h"
 
+#include <utility>
+
 #include "InterfaceBroker.h"
 #include "InterfaceBrokerControl.h"
 #include "NodeFacts.h"
@@ -17,8 +19,7 @@ class ForeignInterface : public IInterface {};
 SimPlatform::SimPlatform(Sequence& sequence)
     : m_sequence(sequence),
       m_foreign(std::make_unique<ForeignInterface>()),
-      m_transport(std::make_unique<LoopbackTransport>(
-          [this](LoopbackTransport::Message& message) { deliver(message); })) {
+      m_thread([this] { transport(); }) {
   standin::FakeDriverLayer& drivers = standin::FakeDriverLayer::instance();
   for (const std::string& name : nodefacts::boardDriverNames()) {
     (void)drivers.driver(name);
@@ -45,7 +46,12 @@ SimPlatform::SimPlatform(Sequence& sequence)
 SimPlatform::~SimPlatform() {
   InterfaceBrokerControl::setObserver(nullptr);
   standin::FakeDriverLayer::instance().setObserver(nullptr);
-  m_transport.reset();
+  {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_stopping = true;
+  }
+  m_queued.notify_one();
+  m_thread.join();
   m_hccd.setObserver(nullptr);
 }
 
@@ -79,21 +85,15 @@ void SimPlatform::hccdCalled(const standin::FakeHccdHandler::Call& call) {
   }
 }
 
-void SimPlatform::setReceiveEntries(rl::traf::HccdReceiveFunction ct1,
-                                    rl::traf::HccdReceiveFunction ct2) {
-  const std::lock_guard<std::mutex> lock(m_entriesMutex);
-  m_entries[0] = ct1;
-  m_entries[1] = ct2;
-}
-
-rl::traf::HccdReceiveFunction SimPlatform::entryFor(
-    unsigned int ctIndex) const {
-  const std::lock_guard<std::mutex> lock(m_entriesMutex);
-  return m_entries[ctIndex == 0 ? 0 : 1];
+void SimPlatform::setModule(const standin::TrafHandlerModule* module) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  for (unsigned int ct = 0; ct < 2; ++ct) {
+    m_entries[ct] = module != nullptr ? module->receiveEntry(ct) : nullptr;
+  }
 }
 
 std::string SimPlatform::entryName(rl::traf::HccdReceiveFunction entry) const {
-  const std::lock_guard<std::mutex> lock(m_entriesMutex);
+  const std::lock_guard<std::mutex> lock(m_mutex);
   if (entry == nullptr) {
     return "none";
   }
@@ -108,15 +108,58 @@ std::string SimPlatform::entryName(rl::traf::HccdReceiveFunction entry) const {
 
 bool SimPlatform::receive(unsigned int ctIndex, unsigned int portIndex,
                           std::vector<unsigned char> data) {
-  const rl::traf::HccdReceiveFunction entry = entryFor(ctIndex);
-  if (entry == nullptr) {
-    return false;
+  {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const rl::traf::HccdReceiveFunction entry = m_entries[ctIndex == 0 ? 0 : 1];
+    if (entry == nullptr) {
+      return false;
+    }
+    m_queue.push_back({entry, portIndex, std::move(data)});
+    ++m_posted;
   }
-  m_transport->post({entry, ctIndex, portIndex, std::move(data)});
+  m_queued.notify_one();
   return true;
 }
 
-void SimPlatform::deliver(LoopbackTransport::Message& message) {
+void SimPlatform::waitUntilDelivered() {
+  std::unique_lock<std::mutex> lock(m_mutex);
+  const std::uint64_t target = m_posted;
+  m_drained.wait(lock, [&] { return m_delivered >= target; });
+}
+
+void SimPlatform::hold(bool held) {
+  {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_held = held;
+  }
+  m_queued.notify_one();
+}
+
+bool SimPlatform::isTransportThread() const {
+  return std::this_thread::get_id() == m_thread.get_id();
+}
+
+void SimPlatform::transport() {
+  std::unique_lock<std::mutex> lock(m_mutex);
+  for (;;) {
+    m_queued.wait(lock,
+                  [&] { return m_stopping || (!m_held && !m_queue.empty()); });
+    if (m_queue.empty()) {
+      return;
+    }
+    Message message = std::move(m_queue.front());
+    m_queue.pop_front();
+    // The entry runs the client's callback, which may take its own locks or
+    // queue more messages: never call it with the queue locked.
+    lock.unlock();
+    deliver(message);
+    lock.lock();
+    ++m_delivered;
+    m_drained.notify_all();
+  }
+}
+
+void SimPlatform::deliver(Message& message) {
   const auto length = static_cast<unsigned int>(message.data.size());
   m_sequence.call(Party::HccdHandler, Party::TrafHandler,
                   entryName(message.entry) + "(portIndex " +

@@ -1,6 +1,6 @@
 // The node's platform as trafsim plays it around the module: the stand-in
-// facilities set up as on a board with two radio channels, each of their
-// calls shown in the run's sequence as the stand-in logs it, and the HCC-D
+// facilities set up as on a board with two radio channels, each of the
+// module's calls into them shown in the run's sequence, and the HCC-D
 // transport.
 //
 // Initially every driver of the board (`nodefacts::boardDriverNames`) exists
@@ -8,28 +8,35 @@
 // "IFrameFormat_2" are registered with FEC type 0 and XAUI packet size 0,
 // and no module is loaded.
 //
-// The HCC-D handler loops every message it sends back through the module's
-// receive entry of the same ct, with the same port index, on the transport's
-// thread.
+// The transport is a thread of its own that hands each queued message to the
+// module's receive entry of its ct, with its port index, one at a time in the
+// order queued, as the board's transport does with data from the far end.
+// The HCC-D handler queues every message it sends (a loopback link: what goes
+// out on a port index of a ct comes back on the same one).
 //
 // Thread-safety: the set-up members belong to the scenario's thread; the
-// HCC-D handler and the drivers may be called from any thread. Objects handed
-// to the module (frame formats, the HCC-D handler) live as long as the
-// platform.
+// HCC-D handler and the drivers may be called from any thread, `receive`
+// too, and `waitUntilDelivered` from any but the transport's (a receive
+// callback must not wait for itself). Objects handed to the module (frame
+// formats, the HCC-D handler) live as long as the platform, which delivers
+// what is still queued before it goes.
 #ifndef SIMNODE_SIMPLATFORM_H
 #define SIMNODE_SIMPLATFORM_H
 
+#include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "FakeDrivers.h"
 #include "FakeFrameFormat.h"
 #include "FakeHccdHandler.h"
-#include "LoopbackTransport.h"
-#include "Sequence.h"
+#include "ModuleLoader.h"
+#include "Report.h"
 
 namespace trafsim {
 
@@ -48,10 +55,9 @@ class SimPlatform {
   // The HCC-D handler the module is given.
   standin::FakeHccdHandler& hccd() { return m_hccd; }
 
-  // The loaded module's receive entries (null when none is loaded); the
-  // transport delivers through them.
-  void setReceiveEntries(rl::traf::HccdReceiveFunction ct1,
-                         rl::traf::HccdReceiveFunction ct2);
+  // The loaded module, whose receive entries the transport calls; null when
+  // none is loaded.
+  void setModule(const standin::TrafHandlerModule* module);
   // "hccDataReceivedCt1", "hccDataReceivedCt2", or "none" for null.
   std::string entryName(rl::traf::HccdReceiveFunction entry) const;
 
@@ -59,7 +65,13 @@ class SimPlatform {
   // module is loaded to receive it.
   bool receive(unsigned int ctIndex, unsigned int portIndex,
                std::vector<unsigned char> data);
-  LoopbackTransport& transport() { return *m_transport; }
+  // Blocks until every message queued so far has been delivered. Not while
+  // held.
+  void waitUntilDelivered();
+  // While held, queued messages wait: a call that sends returns before the
+  // transport delivers, whatever the threads' timing.
+  void hold(bool held);
+  bool isTransportThread() const;
 
   void setRegistryEntry(const std::string& name, RegistryEntry entry);
   // The platform loads a frame format on `channel`: new values for the
@@ -69,21 +81,33 @@ class SimPlatform {
                        std::uint32_t xauiPacketSize);
 
  private:
-  rl::traf::HccdReceiveFunction entryFor(unsigned int ctIndex) const;
+  struct Message {
+    rl::traf::HccdReceiveFunction entry;
+    unsigned int portIndex;
+    std::vector<unsigned char> data;
+  };
+
   void hccdCalled(const standin::FakeHccdHandler::Call& call);
   void driverCalled(const std::string& name,
                     const standin::FakeDriver::Call* call);
-  void deliver(LoopbackTransport::Message& message);
+  void transport();
+  void deliver(Message& message);
 
   Sequence& m_sequence;
-  mutable std::mutex m_entriesMutex;
-  rl::traf::HccdReceiveFunction m_entries[2] = {nullptr, nullptr};
   std::vector<std::unique_ptr<standin::FakeFrameFormat>> m_frameFormats;
   std::unique_ptr<IInterface> m_foreign;
   standin::FakeHccdHandler m_hccd;
-  // Last: its thread delivers through the members above, and it delivers
-  // what is still queued before they go.
-  std::unique_ptr<LoopbackTransport> m_transport;
+  // The transport's: the loaded module's entries, the queue and its counts.
+  mutable std::mutex m_mutex;
+  rl::traf::HccdReceiveFunction m_entries[2] = {nullptr, nullptr};
+  std::condition_variable m_queued;
+  std::condition_variable m_drained;
+  std::deque<Message> m_queue;
+  std::uint64_t m_posted = 0;
+  std::uint64_t m_delivered = 0;
+  bool m_held = false;
+  bool m_stopping = false;
+  std::thread m_thread;  // last: starts once everything above exists
 };
 
 }  // namespace trafsim

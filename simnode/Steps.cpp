@@ -349,7 +349,7 @@ std::vector<StepRow> ScenarioRunner::platformSteps() {
                return true;
              }),
       setting("wait", "Waits until the transport has delivered everything.",
-              [](Runner& r) { r.m_platform.transport().waitUntilDelivered(); }),
+              [](Runner& r) { r.m_platform.waitUntilDelivered(); }),
   };
 }
 
@@ -391,7 +391,7 @@ std::vector<StepRow> ScenarioRunner::handlerSteps() {
             const Traffic traffic = outcome.value != 0 ? Traffic::Refused
                                     : handedOn         ? Traffic::Sent
                                                        : Traffic::Dropped;
-            r.m_summary.count(traffic, r.u32(0), r.u32(1));
+            r.m_report.count(traffic, r.u32(0), r.u32(1));
             outcome.note = kTrafficNames[static_cast<int>(traffic)];
             return outcome;
           },
@@ -592,8 +592,8 @@ std::vector<StepRow> ScenarioRunner::expectations() {
           [](Runner& r) {
             const auto traffic = static_cast<Traffic>(r.choice(0));
             return r.same(r.word(0) + ' ', r.u32(2),
-                          static_cast<std::int64_t>(r.m_summary.counted(
-                              traffic, r.u32(0), r.u32(1))));
+                          static_cast<std::int64_t>(
+                              r.m_report.counted(traffic, r.u32(0), r.u32(1))));
           }),
   };
 }

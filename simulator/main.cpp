@@ -18,13 +18,11 @@
 
 #include "BuiltinScenario.h"
 #include "Clients.h"
-#include "Console.h"
 #include "ModuleLoader.h"
+#include "Report.h"
 #include "ScenarioParser.h"
 #include "ScenarioRunner.h"
-#include "Sequence.h"
 #include "SimPlatform.h"
-#include "Summary.h"
 #include "TraceControl.h"
 
 // TRAFSIM_DEFAULT_LIBRARY, TRAFSIM_VERSION and TRAFSIM_SONAME come from the
@@ -80,7 +78,7 @@ bool writeSequence(std::ofstream& out, const std::string& file,
   if (markdown) {
     out << "```mermaid\n";
   }
-  sequence.writeMermaid(out);
+  sequence.write(out);
   if (markdown) {
     out << "```\n";
   }
@@ -90,29 +88,24 @@ bool writeSequence(std::ofstream& out, const std::string& file,
 int run(const Options& options, const std::string& name,
         const trafsim::Scenario& scenario, std::ofstream& sequenceOut) {
   trafsim::Sequence sequence;
-  trafsim::Summary summary;
-  trafsim::Console console(std::cout, std::cerr, options.quiet);
-  console.text("Scenario " + name +
-               (options.scenarioFile.empty() ? " (built-in scenario)" : ""));
+  trafsim::Report report(std::cout, std::cerr, options.quiet);
+  report.line("Scenario " + name +
+              (options.scenarioFile.empty() ? " (built-in scenario)" : ""));
   standin::TraceControl::setThreshold("OVT.TRAF", options.traceLevel);
   {
     trafsim::SimPlatform platform(sequence);
-    trafsim::Clients clients(sequence, summary, console);
-    trafsim::ScenarioRunner runner(
-        options.libraryPath, {platform, clients, sequence, summary, console});
+    trafsim::Clients clients(sequence, report);
+    trafsim::ScenarioRunner runner(options.libraryPath,
+                                   {platform, clients, sequence, report});
     runner.run(scenario);
   }
-  if (!options.quiet) {
-    summary.print(std::cout);
-    std::cout << '\n';
-  }
-  summary.printVerdict(std::cout);
+  report.finish();
   if (!options.sequenceFile.empty() &&
       !writeSequence(sequenceOut, options.sequenceFile, sequence)) {
-    console.error("cannot write " + options.sequenceFile);
+    report.error("cannot write " + options.sequenceFile);
     return kExitFailed;
   }
-  return summary.failures() == 0 ? 0 : kExitFailed;
+  return report.failures() == 0 ? 0 : kExitFailed;
 }
 
 int runMain(int argc, char** argv) {

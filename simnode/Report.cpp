@@ -1,0 +1,204 @@
+#include "Report.h"
+
+#include <algorithm>
+#include <cctype>
+#include <iomanip>
+#include <sstream>
+
+namespace trafsim {
+
+namespace {
+
+// Columns as wide as their widest cell, numbers right-aligned.
+void printTable(std::ostream& out, const std::string& title,
+                const std::vector<std::vector<std::string>>& rows) {
+  out << '\n' << title << '\n';
+  std::vector<std::size_t> widths(rows.front().size(), 0);
+  for (const auto& row : rows) {
+    for (std::size_t column = 0; column < row.size(); ++column) {
+      widths[column] = std::max(widths[column], row[column].size());
+    }
+  }
+  for (const auto& row : rows) {
+    out << ' ';
+    for (std::size_t column = 0; column < row.size(); ++column) {
+      const bool number =
+          !row[column].empty() &&
+          std::isdigit(static_cast<unsigned char>(row[column].front())) != 0;
+      out << "  " << (number ? std::right : std::left)
+          << std::setw(static_cast<int>(widths[column])) << row[column];
+    }
+    out << '\n';
+  }
+}
+
+// The diagram's id of a party; a client's is its name's, and a client
+// without a name stands for any client module.
+std::string partyId(Party party, const std::string& client) {
+  if (party != Party::Client) {
+    return std::string(1, "PTDH"[static_cast<int>(party)]);
+  }
+  return client.empty() ? "client" : "C_" + client;
+}
+
+// Mermaid ends a message at ';' and starts a comment at '#'; both have
+// entity codes that the diagram shows as the character.
+std::string escaped(const std::string& text) {
+  std::string out;
+  for (const char c : text) {
+    out += c == ';' ? "#59;" : c == '#' ? "#35;" : std::string(1, c);
+  }
+  return out;
+}
+
+}  // namespace
+
+std::string byteCount(std::size_t length) {
+  return std::to_string(length) + (length == 1 ? " byte" : " bytes");
+}
+
+void Report::line(const std::string& text) {
+  if (m_quiet) {
+    return;
+  }
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_out << text << '\n';
+}
+
+void Report::trace(const standin::TraceRecord& record, bool transport) {
+  // The text is quoted so that its leading and trailing blanks show.
+  std::string text = std::string(transport ? "    [transport] " : "    ") +
+                     record.object + " L" +
+                     std::to_string(static_cast<unsigned>(record.level)) + ' ' +
+                     record.function + ':' + std::to_string(record.line);
+  if (record.entry) {
+    text += " ->";
+  }
+  if (!record.entry || !record.text.empty()) {
+    text += " \"" + record.text + '"';
+  }
+  line(text);
+}
+
+void Report::error(const std::string& text) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_err << "trafsim: " << text << '\n';
+}
+
+void Report::count(Traffic traffic, std::uint32_t channel,
+                   std::uint32_t portId) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  ++m_traffic[{channel, portId}][static_cast<std::size_t>(traffic)];
+}
+
+std::uint64_t Report::counted(Traffic traffic, std::uint32_t channel,
+                              std::uint32_t portId) const {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  const auto it = m_traffic.find({channel, portId});
+  return it == m_traffic.end() ? 0
+                               : it->second[static_cast<std::size_t>(traffic)];
+}
+
+void Report::phaseRun(const std::string& phase, unsigned int moduleId,
+                      unsigned int status) {
+  std::ostringstream result;
+  result << status;
+  if (status != 0) {
+    result << " (0x" << std::hex << status << ')';
+  }
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_phases.push_back({phase, std::to_string(moduleId), result.str()});
+}
+
+void Report::met() {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  ++m_met;
+}
+
+void Report::failed(const std::string& where, const std::string& what) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_failures.push_back(where + ": " + what);
+}
+
+std::size_t Report::failures() const {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  return m_failures.size();
+}
+
+void Report::finish() {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  if (!m_quiet) {
+    std::vector<Row> traffic{{"channel", "port id"}};
+    traffic[0].insert(traffic[0].end(), std::begin(kTrafficNames),
+                      std::end(kTrafficNames));
+    for (const auto& [key, counts] : m_traffic) {
+      traffic.push_back(
+          {std::to_string(key.first), std::to_string(key.second)});
+      for (const std::uint64_t count : counts) {
+        traffic.back().push_back(std::to_string(count));
+      }
+    }
+    printTable(m_out, "Messages per channel and port", traffic);
+    std::vector<Row> phases{{"phase", "module", "result"}};
+    phases.insert(phases.end(), m_phases.begin(), m_phases.end());
+    printTable(m_out, "Phases", phases);
+    printTable(m_out, "Expectations",
+               {{"met", "failed"},
+                {std::to_string(m_met), std::to_string(m_failures.size())}});
+    m_out << '\n';
+  }
+  if (m_failures.empty()) {
+    m_out << "All " << m_met << " expectations met.\n";
+    return;
+  }
+  m_out << m_failures.size() << " of " << (m_met + m_failures.size())
+        << " expectations failed:\n";
+  for (const std::string& failure : m_failures) {
+    m_out << "  " << failure << '\n';
+  }
+}
+
+void Sequence::call(Party from, Party to, const std::string& text,
+                    const std::string& client) {
+  add(from, to, "->>", text, client);
+}
+
+void Sequence::reply(Party from, Party to, const std::string& text,
+                     const std::string& client) {
+  add(from, to, "-->>", text, client);
+}
+
+void Sequence::note(Party over, const std::string& text) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_lines.push_back("  Note over " + partyId(over, {}) + ": " + escaped(text));
+}
+
+void Sequence::add(Party from, Party to, const char* arrow,
+                   const std::string& text, const std::string& client) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  if ((from == Party::Client || to == Party::Client) &&
+      std::find(m_clients.begin(), m_clients.end(), client) ==
+          m_clients.end()) {
+    m_clients.push_back(client);
+  }
+  m_lines.push_back("  " + partyId(from, client) + arrow + partyId(to, client) +
+                    ": " + escaped(text));
+}
+
+void Sequence::write(std::ostream& out) const {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  out << "sequenceDiagram\n"
+      << "  participant P as Platform\n"
+      << "  participant T as TrafHandler\n"
+      << "  participant D as Drivers\n"
+      << "  participant H as HCC-D handler\n";
+  for (const std::string& client : m_clients) {
+    out << "  participant " << partyId(Party::Client, client) << " as "
+        << (client.empty() ? "client module" : "client " + client) << '\n';
+  }
+  for (const std::string& line : m_lines) {
+    out << line << '\n';
+  }
+}
+
+}  // namespace trafsim

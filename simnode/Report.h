@@ -1,0 +1,105 @@
+// What a run of trafsim shows: its lines as it runs and the tables and
+// verdict at its end (`Report`), and the run as a sequence diagram
+// (`Sequence`).
+//
+// Thread-safety: every member of both may be called from any thread (the
+// transport's thread prints, counts deliveries and adds calls); lines never
+// interleave.
+// Cost: the diagram keeps one line per call; memory grows with the run.
+#ifndef SIMNODE_REPORT_H
+#define SIMNODE_REPORT_H
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "TraceControl.h"
+
+namespace trafsim {
+
+// "1 byte", "3 bytes": a message's size as the run shows it.
+std::string byteCount(std::size_t length);
+
+// What became of a message, in the order of the words that name it.
+enum class Traffic { Sent, Dropped, Refused, Delivered };
+inline constexpr const char* kTrafficNames[] = {"sent", "dropped", "refused",
+                                                "delivered"};
+
+// Each step as it starts, the module's trace lines as they happen, each
+// step's outcome; at the end, the tables of the messages per channel and
+// port, the phases run and the expectations, then the verdict. In quiet mode
+// only the verdict and errors are printed.
+class Report {
+ public:
+  Report(std::ostream& out, std::ostream& err, bool quiet)
+      : m_out(out), m_err(err), m_quiet(quiet) {}
+
+  // A line, unless quiet.
+  void line(const std::string& text);
+  // One trace line; `transport` marks lines emitted on the transport thread.
+  void trace(const standin::TraceRecord& record, bool transport);
+  // "trafsim: " and the text on the error stream, quiet or not.
+  void error(const std::string& text);
+
+  void count(Traffic traffic, std::uint32_t channel, std::uint32_t portId);
+  std::uint64_t counted(Traffic traffic, std::uint32_t channel,
+                        std::uint32_t portId) const;
+  void phaseRun(const std::string& phase, unsigned int moduleId,
+                unsigned int status);
+  void met();
+  void failed(const std::string& where, const std::string& what);
+  std::size_t failures() const;
+
+  // The tables (unless quiet), then "All 12 expectations met." or the
+  // failed ones, one per line.
+  void finish();
+
+ private:
+  using Row = std::vector<std::string>;
+
+  mutable std::mutex m_mutex;
+  std::ostream& m_out;
+  std::ostream& m_err;
+  const bool m_quiet;
+  std::map<std::pair<std::uint32_t, std::uint32_t>,
+           std::array<std::uint64_t, std::size(kTrafficNames)>>
+      m_traffic;
+  std::vector<Row> m_phases;  // phase, module id, result
+  std::size_t m_met = 0;
+  std::vector<std::string> m_failures;
+};
+
+// The parties of the node: P, T, D and H in the diagram; each named client
+// is a party of its own, and an unnamed one stands for any client module.
+enum class Party { Platform, TrafHandler, Drivers, HccdHandler, Client };
+
+// The calls between the parties as a Mermaid sequence diagram.
+class Sequence {
+ public:
+  // `client` names the client where `from` or `to` is one.
+  void call(Party from, Party to, const std::string& text,
+            const std::string& client = {});
+  void reply(Party from, Party to, const std::string& text,
+             const std::string& client = {});
+  void note(Party over, const std::string& text);
+
+  // The Mermaid text of everything so far.
+  void write(std::ostream& out) const;
+
+ private:
+  void add(Party from, Party to, const char* arrow, const std::string& text,
+           const std::string& client);
+
+  mutable std::mutex m_mutex;
+  std::vector<std::string> m_lines;
+  std::vector<std::string> m_clients;  // in the order they first show
+};
+
+}  // namespace trafsim
+
+#endif  // SIMNODE_REPORT_H
