@@ -5,21 +5,24 @@
 // (`placeholders`) and the steps (`stepTable`). Parsing, running and the
 // reference (`writeStepReference`: `trafsim --steps`, simulator/README.md)
 // all take them from there.
+//
+// Thread-safety: the tables are made on first use and constant after;
+// parsing keeps no state.
 #ifndef SIMNODE_SCENARIO_H
 #define SIMNODE_SCENARIO_H
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "ITrafHandler.h"
+
 namespace trafsim {
 
 class ScenarioRunner;
-struct Step;
 
 // An output that still holds what the simulator put there before the call.
 constexpr std::int64_t kUnset = -1;
@@ -27,8 +30,8 @@ constexpr std::int64_t kUnset = -1;
 // What a call returned: its result and named outputs, and a note on it.
 struct Outcome {
   std::int64_t value = 0;
-  std::vector<std::pair<std::string, std::int64_t>> outputs;
-  std::string note;
+  std::vector<std::pair<std::string, std::int64_t>> outputs = {};
+  std::string note = {};
 };
 
 // What a placeholder of a step's usage stands for: a number in a range (or
@@ -46,45 +49,50 @@ struct Placeholder {
   const char* punctuation = "";  // Name: allowed beside letters and digits
 };
 
-// Every placeholder of the steps, in the order of the reference; null for a
-// name that is none.
+// Every placeholder of the steps, in the order of the reference.
 const std::vector<Placeholder>& placeholders();
+// Null for a name that is none.
 const Placeholder* findPlaceholder(const std::string& name);
 
-// What a step's "=> ..." may state: nothing, a status or count (a number),
-// or true/false.
-enum class ResultKind { None, Number, Bool };
-
-// What a step does with a client's callback: the parser checks that every
-// callback an expectation reads was registered on an earlier line.
-enum class ClientRole { None, Calls, Registers, Reads };
-
-// Sets up, drives or checks the node; false when the step cannot run or
-// what it states does not hold.
-// The runner gives the step its arguments and takes its error.
-using StepRun = std::function<bool(ScenarioRunner& runner)>;
-
-// One form of a step. `usage` is the form as the reference shows it: literal
-// words, choices "a|b", and placeholders; `outputs` names the outputs its
-// result may state ("" for none).
+// One form of a step. `usage` is the form as the reference shows it: the
+// step's name, literal words, choices "a|b" and placeholders, then
+// "[=> ...]" where the line may state the step's outcome: its status (N) or
+// true|false, then the outputs it names (V for a value). A form that starts
+// with "expect" is an expectation.
+//
+// What the step does is one of: `set` something up, which cannot fail;
+// `run`, false when the step cannot run or what it states does not hold;
+// `call` an `ITrafHandler` operation as a client module does, whose outcome
+// the runner shows and checks. The runner hands it the step's arguments and
+// takes its error.
 struct StepRow {
+  using Set = void (*)(ScenarioRunner& runner);
+  using Run = bool (*)(ScenarioRunner& runner);
+  using Call = Outcome (*)(ScenarioRunner& runner, ITrafHandler& handler);
+
+  StepRow(const char* u, const char* w, Set s) : usage(u), what(w), set(s) {}
+  StepRow(const char* u, const char* w, Run r) : usage(u), what(w), run(r) {}
+  StepRow(const char* u, const char* w, Call c) : usage(u), what(w), call(c) {}
+
+  // The usage's words up to "[=>" ("initialize", "phase", "<phase>", ...),
+  // and the words inside it ("N", "dsp", "V", ...).
+  std::vector<std::string> form() const;
+  std::vector<std::string> result() const;
+
   const char* usage;
   const char* what;
-  bool isExpectation;
-  ResultKind result;
-  const char* outputs;
-  ClientRole client;
-  StepRun run;
+  Set set = nullptr;
+  Run run = nullptr;
+  Call call = nullptr;
 };
-
-// "a, b or c"
-std::string listed(const std::vector<std::string>& words);
 
 // Every step of the language, in the order of the reference.
 const std::vector<StepRow>& stepTable();
 // The reference of the language: the placeholders, then one entry per form
 // of a step.
 void writeStepReference(std::ostream& out);
+// "a, b or c"
+std::string listed(const std::vector<std::string>& words);
 
 // What a trace expectation is about; an empty matcher matches every line.
 struct TraceMatcher {
@@ -96,8 +104,7 @@ struct TraceMatcher {
 
 struct Step {
   const StepRow* row = nullptr;
-  std::string file;
-  int line = 0;
+  std::string where;   // "file:line"
   std::string source;  // the line as written, without its comment
   // The step's arguments in the order written: numbers, and words (names,
   // words of a list, choices).
@@ -110,13 +117,21 @@ struct Step {
   TraceMatcher matcher;
   std::optional<Outcome> result;  // what "=> ..." states
 
-  std::string where() const { return file + ':' + std::to_string(line); }
-  bool isExpectation() const { return row->isExpectation; }
+  bool isExpectation() const {
+    return std::string(row->usage).compare(0, 7, "expect ") == 0;
+  }
 };
 
-struct Scenario {
-  std::vector<Step> steps;
-};
+using Scenario = std::vector<Step>;
+
+// Parses `text`, read from `file` (named in steps and errors), whole or not
+// at all: returns an error "file:line: reason" for each malformed line, or
+// one when there is no step at all; `scenario` is complete only when there
+// are none.
+// Cost: linear in the length of the text.
+std::vector<std::string> parseScenario(const std::string& file,
+                                       const std::string& text,
+                                       Scenario& scenario);
 
 }  // namespace trafsim
 

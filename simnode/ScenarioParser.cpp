@@ -1,5 +1,5 @@
-#include "ScenarioParser.h"
-
+// Reads the scenario language; every step's forms come from `stepTable`, so
+// a line fits one of them or is refused with what comes closest.
 #include <algorithm>
 #include <cctype>
 #include <charconv>
@@ -8,14 +8,11 @@
 #include <sstream>
 #include <tuple>
 
+#include "Scenario.h"
+
 namespace trafsim {
 
 namespace {
-
-// Outputs of mlmGetAisRdi are flags; all others are numbers.
-bool isFlagOutput(const std::string& name) {
-  return name == "ais" || name == "rdi" || name == "rdiRemote";
-}
 
 constexpr std::int64_t kU32Max = 0xFFFFFFFF;
 
@@ -23,15 +20,14 @@ struct Token {
   std::string text;
   bool quoted;
 };
+using Tokens = std::vector<Token>;
 
-std::vector<std::string> split(const std::string& text, char separator = ' ') {
-  std::istringstream in(text);
+// The choices "a|b" of a usage item; a literal word is its only one.
+std::vector<std::string> choices(const std::string& item) {
   std::vector<std::string> words;
-  std::string word;
-  while (std::getline(in, word, separator)) {
-    if (!word.empty()) {
-      words.push_back(word);
-    }
+  std::istringstream in(item);
+  for (std::string word; std::getline(in, word, '|');) {
+    words.push_back(word);
   }
   return words;
 }
@@ -77,8 +73,8 @@ std::string hint(const std::string& text, const std::vector<std::string>& known,
 
 // Splits a line into words and double-quoted texts (with \" and \\) up to an
 // unquoted '#'; `source` gets the line up to there, trimmed.
-bool tokenize(const std::string& line, std::vector<Token>& tokens,
-              std::string& source, std::string& error) {
+bool tokenize(const std::string& line, Tokens& tokens, std::string& source,
+              std::string& error) {
   std::size_t i = 0;
   while (i < line.size() && line[i] != '#') {
     if (std::isspace(static_cast<unsigned char>(line[i])) != 0) {
@@ -109,37 +105,28 @@ bool tokenize(const std::string& line, std::vector<Token>& tokens,
   return true;
 }
 
-bool isPlaceholder(const std::string& item) {
-  return item.size() > 2 && item.front() == '<' && item.back() == '>';
-}
+bool isPlaceholder(const std::string& item) { return item.front() == '<'; }
 
-bool isRest(const std::string& item) {
-  const Placeholder* const placeholder = findPlaceholder(item);
-  return placeholder != nullptr && placeholder->kind == Placeholder::Rest;
-}
-
-// Whether `token` is the literal word, or one of the choices "a|b", `item`.
-bool isWordOf(const std::string& item, const Token& token) {
-  const std::vector<std::string> words = split(item, '|');
-  return !token.quoted &&
-         std::find(words.begin(), words.end(), token.text) != words.end();
-}
-
-// How many items of `usage` the tokens fill, in order: literal words and
+// How many items of `form` the tokens fill, in order: literal words and
 // choices as written, a placeholder any one token, a trailing list the rest.
-// `usage.size() + 1` when the tokens fit `usage` whole.
-std::size_t fit(const std::vector<std::string>& usage,
-                const std::vector<Token>& tokens) {
-  for (std::size_t i = 0; i < usage.size(); ++i) {
-    if (isRest(usage[i])) {
-      return usage.size() + 1;
+// `form.size() + 1` when the tokens fit `form` whole.
+std::size_t fit(const std::vector<std::string>& form, const Tokens& tokens) {
+  for (std::size_t i = 0; i < form.size(); ++i) {
+    const Placeholder* const placeholder = findPlaceholder(form[i]);
+    if (placeholder != nullptr && placeholder->kind == Placeholder::Rest) {
+      return form.size() + 1;
     }
-    if (i >= tokens.size() ||
-        (!isPlaceholder(usage[i]) && !isWordOf(usage[i], tokens[i]))) {
+    if (i == tokens.size()) {
+      return i;
+    }
+    const std::vector<std::string> words = choices(form[i]);
+    if (placeholder == nullptr &&
+        (tokens[i].quoted || std::find(words.begin(), words.end(),
+                                       tokens[i].text) == words.end())) {
       return i;
     }
   }
-  return tokens.size() == usage.size() ? usage.size() + 1 : usage.size();
+  return tokens.size() == form.size() ? form.size() + 1 : form.size();
 }
 
 // Decimal or 0x hex, optionally negative, within [low, high].
@@ -174,20 +161,19 @@ bool parseNumber(const std::string& text, std::int64_t low, std::int64_t high,
 
 bool parseBool(const std::string& text, std::int64_t& value,
                std::string& error) {
+  value = text == "true" ? 1 : 0;
   if (text != "true" && text != "false") {
     error = '"' + text + "\" is neither true nor false";
     return false;
   }
-  value = text == "true" ? 1 : 0;
   return true;
 }
 
-// Bytes from `tokens[from]` on: two hex digits each, or `empty`; `times N`
+// Bytes from `tokens[i]` on: two hex digits each, or `empty`; `times N`
 // may follow where `allowTimes`.
-bool parseBytes(const std::vector<Token>& tokens, std::size_t from,
-                bool allowTimes, Step& step, std::string& error) {
+bool parseBytes(const Tokens& tokens, std::size_t i, bool allowTimes,
+                Step& step, std::string& error) {
   step.hasBytes = true;
-  std::size_t i = from;
   if (i < tokens.size() && tokens[i].text == "empty") {
     ++i;
   } else {
@@ -225,9 +211,9 @@ bool parseBytes(const std::vector<Token>& tokens, std::size_t from,
   return true;
 }
 
-bool parseMatcher(const std::vector<Token>& tokens, std::size_t from,
-                  TraceMatcher& matcher, std::string& error) {
-  for (std::size_t i = from; i < tokens.size(); ++i) {
+bool parseMatcher(const Tokens& tokens, std::size_t i, TraceMatcher& matcher,
+                  std::string& error) {
+  for (; i < tokens.size(); ++i) {
     const Token& token = tokens[i];
     const bool hasNext = i + 1 < tokens.size();
     if (token.quoted) {
@@ -255,21 +241,22 @@ bool parseMatcher(const std::vector<Token>& tokens, std::size_t from,
   return true;
 }
 
-// Argument `i` of the step, which `usage` places at `item`.
-bool parseArgument(const std::string& item, const std::vector<Token>& tokens,
-                   std::size_t i, Step& step, std::string& error) {
+// Argument `i` of the step, which its form places at `item`.
+bool parseArgument(const std::string& item, const Tokens& tokens, std::size_t i,
+                   Step& step, std::string& error) {
   if (!isPlaceholder(item)) {
     // A choice: which one was written is an argument; a literal word is not.
-    const std::vector<std::string> choices = split(item, '|');
-    if (choices.size() > 1) {
+    const std::vector<std::string> words = choices(item);
+    if (words.size() > 1) {
       step.words.push_back(tokens[i].text);
       step.choices.push_back(static_cast<std::size_t>(
-          std::find(choices.begin(), choices.end(), tokens[i].text) -
-          choices.begin()));
+          std::find(words.begin(), words.end(), tokens[i].text) -
+          words.begin()));
     }
     return true;
   }
   const Placeholder& placeholder = *findPlaceholder(item);
+  const std::vector<std::string>& words = placeholder.words;
   const std::string& text = i < tokens.size() ? tokens[i].text : "";
   switch (placeholder.kind) {
     case Placeholder::Rest:
@@ -279,27 +266,23 @@ bool parseArgument(const std::string& item, const std::vector<Token>& tokens,
       return parseBytes(tokens, i, item == "<bytes>", step, error);
     case Placeholder::Number: {
       // A word of the placeholder stands for its position.
-      const auto word =
-          std::find(placeholder.words.begin(), placeholder.words.end(), text);
-      std::int64_t number = word - placeholder.words.begin();
-      if (word == placeholder.words.end() &&
+      const auto word = std::find(words.begin(), words.end(), text);
+      std::int64_t number = word - words.begin();
+      if (word == words.end() &&
           !parseNumber(text, placeholder.low, placeholder.high, number,
                        error)) {
-        error += hint(text, placeholder.words);
+        error += hint(text, words);
         return false;
       }
       step.numbers.push_back(number);
       return true;
     }
     case Placeholder::Word:
-      if (std::find(placeholder.words.begin(), placeholder.words.end(), text) ==
-          placeholder.words.end()) {
-        const std::string kind = item.substr(1, item.size() - 2);
-        error = "unknown " + kind + " \"" + text + '"' +
-                hint(text, placeholder.words,
-                     placeholder.words.size() <= 3
-                         ? "expected " + listed(placeholder.words)
-                         : "");
+      if (std::find(words.begin(), words.end(), text) == words.end()) {
+        error = "unknown " + item.substr(1, item.size() - 2) + " \"" + text +
+                '"' +
+                hint(text, words,
+                     words.size() <= 3 ? "expected " + listed(words) : "");
         return false;
       }
       break;
@@ -317,9 +300,12 @@ bool parseArgument(const std::string& item, const std::vector<Token>& tokens,
   return true;
 }
 
-bool parseResult(const StepRow& row, const std::vector<Token>& tokens,
-                 Step& step, std::string& error) {
-  if (row.result == ResultKind::None) {
+// What "=> ..." states: the row's result ("N" or "true|false") and then
+// outputs by name, each with its value; ais, rdi and rdiRemote are flags.
+bool parseResult(const StepRow& row, const Tokens& tokens, Step& step,
+                 std::string& error) {
+  const std::vector<std::string> result = row.result();
+  if (result.empty()) {
     error = "this step has no result to state after =>";
     return false;
   }
@@ -328,21 +314,26 @@ bool parseResult(const StepRow& row, const std::vector<Token>& tokens,
     return false;
   }
   Outcome expected;
-  if (row.result == ResultKind::Bool
-          ? !parseBool(tokens[0].text, expected.value, error)
-          : !parseNumber(tokens[0].text, 0, kU32Max, expected.value, error)) {
+  if (result[0] == "N"
+          ? !parseNumber(tokens[0].text, 0, kU32Max, expected.value, error)
+          : !parseBool(tokens[0].text, expected.value, error)) {
     return false;
   }
-  const std::vector<std::string> allowed = split(row.outputs);
+  std::vector<std::string> outputs;
+  std::string names;
+  for (std::size_t i = 1; i < result.size(); i += 2) {
+    outputs.push_back(result[i]);
+    names += (names.empty() ? "" : " ") + result[i];
+  }
   for (std::size_t i = 1; i < tokens.size(); i += 2) {
     const std::string& name = tokens[i].text;
-    if (allowed.empty()) {
+    if (outputs.empty()) {
       error = "unexpected \"" + name + "\": this step has no outputs";
       return false;
     }
-    if (std::find(allowed.begin(), allowed.end(), name) == allowed.end()) {
+    if (std::find(outputs.begin(), outputs.end(), name) == outputs.end()) {
       error = "unknown output \"" + name + '"' +
-              hint(name, allowed, "outputs: " + std::string(row.outputs));
+              hint(name, outputs, "outputs: " + names);
       return false;
     }
     if (i + 1 == tokens.size()) {
@@ -351,7 +342,7 @@ bool parseResult(const StepRow& row, const std::vector<Token>& tokens,
     }
     const std::string& text = tokens[i + 1].text;
     std::int64_t value = kUnset;
-    if (isFlagOutput(name)
+    if (name == "ais" || name == "rdi" || name == "rdiRemote"
             ? !parseBool(text, value, error)
             : text != "unset" && !parseNumber(text, 0, kU32Max, value, error)) {
       return false;
@@ -365,11 +356,10 @@ bool parseResult(const StepRow& row, const std::vector<Token>& tokens,
 // Why `call` fits none of `rows`, the forms of its step: a word where one
 // of some words belongs, or the forms that come closest.
 std::string misfit(const std::vector<const StepRow*>& rows,
-                   const std::vector<Token>& call) {
+                   const Tokens& call) {
   std::vector<std::size_t> depths;
-  depths.reserve(rows.size());
   for (const StepRow* row : rows) {
-    depths.push_back(fit(split(row->usage), call));
+    depths.push_back(fit(row->form(), call));
   }
   const std::size_t depth = *std::max_element(depths.begin(), depths.end());
   std::vector<std::string> words;
@@ -378,11 +368,14 @@ std::string misfit(const std::vector<const StepRow*>& rows,
     if (depths[r] != depth) {
       continue;
     }
-    usages +=
-        (usages.empty() ? "expected " : " or ") + std::string(rows[r]->usage);
-    const std::vector<std::string> usage = split(rows[r]->usage);
-    if (depth < usage.size() && !isPlaceholder(usage[depth])) {
-      for (const std::string& word : split(usage[depth], '|')) {
+    const std::vector<std::string> form = rows[r]->form();
+    std::string usage;
+    for (const std::string& item : form) {
+      usage += (usage.empty() ? "" : " ") + item;
+    }
+    usages += (usages.empty() ? "expected " : " or ") + usage;
+    if (depth < form.size() && !isPlaceholder(form[depth])) {
+      for (const std::string& word : choices(form[depth])) {
         words.push_back(word);
       }
     }
@@ -396,16 +389,15 @@ std::string misfit(const std::vector<const StepRow*>& rows,
 }
 
 // Parses one line that holds a step; false with `error` when malformed.
-bool parseStep(const std::vector<Token>& tokens, Step& step,
-               std::string& error) {
+bool parseStep(const Tokens& tokens, Step& step, std::string& error) {
   const auto arrow =
       std::find_if(tokens.begin(), tokens.end(),
                    [](const Token& t) { return !t.quoted && t.text == "=>"; });
-  const std::vector<Token> call(tokens.begin(), arrow);
+  const Tokens call(tokens.begin(), arrow);
   std::vector<const StepRow*> rows;
   std::vector<std::string> names;
   for (const StepRow& row : stepTable()) {
-    const std::string name = split(row.usage).front();
+    const std::string name = row.form().front();
     if (!call.empty() && name == call.front().text) {
       rows.push_back(&row);
     }
@@ -417,13 +409,13 @@ bool parseStep(const std::vector<Token>& tokens, Step& step,
     return false;
   }
   for (const StepRow* row : rows) {
-    const std::vector<std::string> usage = split(row->usage);
-    if (fit(usage, call) <= usage.size()) {
+    const std::vector<std::string> form = row->form();
+    if (fit(form, call) <= form.size()) {
       continue;
     }
     step.row = row;
-    for (std::size_t i = 0; i < usage.size(); ++i) {
-      if (!parseArgument(usage[i], call, i, step, error)) {
+    for (std::size_t i = 0; i < form.size(); ++i) {
+      if (!parseArgument(form[i], call, i, step, error)) {
         return false;
       }
     }
@@ -434,70 +426,51 @@ bool parseStep(const std::vector<Token>& tokens, Step& step,
   return false;
 }
 
-// Whether every callback an expectation reads was registered on an earlier
-// line; a misspelt client or port would otherwise only show as a count of 0.
-void checkCallbacks(const Scenario& scenario, std::vector<ParseError>& errors) {
-  std::set<std::tuple<std::string, std::int64_t, std::int64_t>> registered;
-  for (const Step& step : scenario.steps) {
-    const ClientRole role = step.row->client;
-    if (role != ClientRole::Registers && role != ClientRole::Reads) {
-      continue;
-    }
-    const auto callback =
-        std::make_tuple(step.words[0], step.numbers[0], step.numbers[1]);
-    if (role == ClientRole::Registers) {
-      registered.insert(callback);
-    }
-    if (role == ClientRole::Reads && registered.count(callback) == 0) {
-      errors.push_back({step.file, step.line,
-                        "client \"" + step.words[0] + "\" registers no port " +
-                            std::to_string(step.numbers[1]) + " on channel " +
-                            std::to_string(step.numbers[0]) +
-                            " before this line"});
-    }
-  }
-}
-
 }  // namespace
 
-std::string ParseError::toString() const {
-  return file + ':' + std::to_string(line) + ": " + reason;
-}
-
-std::vector<ParseError> parseScenario(const std::string& file,
-                                      const std::string& text,
-                                      Scenario& scenario) {
-  std::vector<ParseError> errors;
+std::vector<std::string> parseScenario(const std::string& file,
+                                       const std::string& text,
+                                       Scenario& scenario) {
+  std::vector<std::string> errors;
+  // The callbacks registered so far: an expectation may only read one of
+  // them, since a misspelt client or port would only show as a count of 0.
+  std::set<std::tuple<std::string, std::int64_t, std::int64_t>> registered;
   std::istringstream in(text);
   std::string line;
   int number = 0;
   while (std::getline(in, line)) {
-    ++number;
-    std::vector<Token> tokens;
+    Tokens tokens;
     Step step{};
+    step.where = file + ':' + std::to_string(++number);
     std::string error;
-    if (!tokenize(line, tokens, step.source, error)) {
-      errors.push_back({file, number, error});
+    if (!tokenize(line, tokens, step.source, error) ||
+        (!tokens.empty() && !parseStep(tokens, step, error))) {
+      errors.push_back(step.where + ": " + error);
       continue;
     }
     if (tokens.empty()) {
       continue;
     }
-    step.file = file;
-    step.line = number;
-    if (!parseStep(tokens, step, error)) {
-      errors.push_back({file, number, error});
-      continue;
+    const std::string usage = step.row->usage;
+    const bool registers = usage.rfind("hccdControllerRegisterPort", 0) == 0;
+    if (registers || usage.rfind("expect got", 0) == 0) {
+      const auto callback =
+          std::make_tuple(step.words[0], step.numbers[0], step.numbers[1]);
+      if (registers) {
+        registered.insert(callback);
+      } else if (registered.count(callback) == 0) {
+        errors.push_back(step.where + ": client \"" + step.words[0] +
+                         "\" registers no port " +
+                         std::to_string(step.numbers[1]) + " on channel " +
+                         std::to_string(step.numbers[0]) + " before this line");
+      }
     }
-    scenario.steps.push_back(std::move(step));
+    scenario.push_back(std::move(step));
   }
-  checkCallbacks(scenario, errors);
-  if (errors.empty() && scenario.steps.empty()) {
-    errors.push_back({file, number, "the scenario has no steps"});
+  if (errors.empty() && scenario.empty()) {
+    errors.push_back(file + ':' + std::to_string(number) +
+                     ": the scenario has no steps");
   }
-  std::stable_sort(
-      errors.begin(), errors.end(),
-      [](const ParseError& a, const ParseError& b) { return a.line < b.line; });
   return errors;
 }
 

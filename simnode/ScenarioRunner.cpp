@@ -1,7 +1,6 @@
 #include "ScenarioRunner.h"
 
 #include <algorithm>
-#include <functional>
 #include <sstream>
 
 #include "ModuleManager.h"
@@ -15,14 +14,27 @@ std::string valueText(std::int64_t value) {
   return value == kUnset ? "unset" : std::to_string(value);
 }
 
+// The outcome's value, each output after `separator`, and its note after
+// `before` in parentheses.
+std::string shown(const Outcome& outcome, const char* separator,
+                  const char* before) {
+  std::string text = std::to_string(outcome.value);
+  for (const auto& [name, value] : outcome.outputs) {
+    text += separator + name + ' ' + valueText(value);
+  }
+  return outcome.note.empty() ? text : text + before + outcome.note + ')';
+}
+
 }  // namespace
 
-ScenarioRunner::ScenarioRunner(std::string libraryPath, const Parts& parts)
+ScenarioRunner::ScenarioRunner(std::string libraryPath, SimPlatform& platform,
+                               Clients& clients, Sequence& sequence,
+                               Report& report)
     : m_libraryPath(std::move(libraryPath)),
-      m_platform(parts.platform),
-      m_clients(parts.clients),
-      m_sequence(parts.sequence),
-      m_report(parts.report) {
+      m_platform(platform),
+      m_clients(clients),
+      m_sequence(sequence),
+      m_report(report) {
   standin::TraceControl::setPrinter(
       [this](const standin::TraceRecord& record) { traced(record); });
 }
@@ -42,7 +54,7 @@ void ScenarioRunner::traced(const standin::TraceRecord& record) {
 }
 
 void ScenarioRunner::run(const Scenario& scenario) {
-  for (const Step& step : scenario.steps) {
+  for (const Step& step : scenario) {
     runStep(step);
   }
   if (!m_module) {
@@ -62,12 +74,19 @@ void ScenarioRunner::runStep(const Step& step) {
     const std::lock_guard<std::mutex> lock(m_traceMutex);
     m_traceMark = m_traces.size();
   }
-  m_report.line(step.where() + " | " + step.source);
+  m_report.line(step.where + " | " + step.source);
   m_step = &step;
   m_error.clear();
-  if (!step.row->run(*this)) {
-    m_report.line("    FAILED " + step.where() + ": " + m_error);
-    m_report.failed(step.where(), m_error);
+  const StepRow& row = *step.row;
+  bool done = true;
+  if (row.set != nullptr) {
+    row.set(*this);
+  } else {
+    done = row.run != nullptr ? row.run(*this) : callHandler(row.call);
+  }
+  if (!done) {
+    m_report.line("    FAILED " + step.where + ": " + m_error);
+    m_report.failed(step.where, m_error);
   } else if (step.isExpectation() || step.result) {
     m_report.line("    ok");
     m_report.met();
@@ -78,9 +97,21 @@ standin::FakeDriver& ScenarioRunner::driver() const {
   return standin::FakeDriverLayer::instance().driver(word(0));
 }
 
+std::vector<standin::TraceRecord> ScenarioRunner::traceWindow() {
+  const std::lock_guard<std::mutex> lock(m_traceMutex);
+  return {m_traces.begin() + static_cast<std::ptrdiff_t>(m_traceMark),
+          m_traces.end()};
+}
+
 bool ScenarioRunner::fail(std::string why) {
   m_error = std::move(why);
   return false;
+}
+
+bool ScenarioRunner::same(const std::string& what, std::int64_t wanted,
+                          std::int64_t actual) {
+  return wanted == actual || fail("expected " + what + valueText(wanted) +
+                                  ", got " + valueText(actual));
 }
 
 bool ScenarioRunner::needModule() {
@@ -135,21 +166,21 @@ bool ScenarioRunner::getInstance() {
 
 bool ScenarioRunner::platformCall(const std::string& text,
                                   const std::function<std::uint32_t()>& call,
-                                  bool check) {
+                                  bool show) {
   if (!needModule() || !needHandler()) {
     return false;
   }
   m_sequence.call(Party::Platform, Party::TrafHandler, text);
-  const Outcome outcome{call(), {}, {}};
+  const Outcome outcome{call()};
   m_sequence.reply(Party::TrafHandler, Party::Platform,
                    std::to_string(outcome.value));
-  return !check || expectOutcome(outcome);
+  return !show || expectOutcome(outcome);
 }
 
-bool ScenarioRunner::initialize(bool check) {
+bool ScenarioRunner::initialize(bool show) {
   return platformCall(
       "initialize(HCC-D handler)",
-      [this] { return m_module->initialize(m_platform.hccd()); }, check);
+      [this] { return m_module->initialize(m_platform.hccd()); }, show);
 }
 
 bool ScenarioRunner::deinitialize() {
@@ -161,9 +192,9 @@ bool ScenarioRunner::deinitialize() {
   return true;
 }
 
-bool ScenarioRunner::registerPhases(bool check) {
+bool ScenarioRunner::registerPhases(bool show) {
   return platformCall(
-      "registerPhases()", [this] { return m_module->registerPhases(); }, check);
+      "registerPhases()", [this] { return m_module->registerPhases(); }, show);
 }
 
 bool ScenarioRunner::runPhase() {
@@ -202,41 +233,35 @@ bool ScenarioRunner::runPhase() {
   return firstError.empty() || fail(firstError);
 }
 
-bool ScenarioRunner::callHandler(HandlerCall call) {
+bool ScenarioRunner::callHandler(StepRow::Call call) {
   if (!needHandler()) {
     return false;
   }
   // The operation and its arguments as written, data as its size; a named
   // client is the caller rather than an argument.
-  std::istringstream usage(step().row->usage);
+  const std::vector<std::string> form = step().row->form();
   std::istringstream written(step().source);
-  std::string item;
   std::string word;
-  std::string text;
   std::string client;
   std::string arguments;
-  usage >> text;
   written >> word;
-  while (usage >> item && written >> word) {
-    if (item == "<client>") {
+  for (std::size_t i = 1; i < form.size() && written >> word; ++i) {
+    if (form[i] == "<client>") {
       client = word;
-      continue;
+    } else {
+      arguments +=
+          (arguments.empty() ? "" : ", ") +
+          (form[i] == "<bytes>" ? byteCount(step().bytes.size()) : word);
     }
-    arguments += (arguments.empty() ? "" : ", ") +
-                 (item == "<bytes>" ? byteCount(step().bytes.size()) : word);
   }
-  text += '(' + arguments + ')';
+  const std::string text = form[0] + '(' + arguments + ')';
   std::string firstError;
   m_platform.hold(true);
   for (std::uint32_t i = 0; i < step().times; ++i) {
     m_sequence.call(Party::Client, Party::TrafHandler, text, client);
     const Outcome outcome = call(*this, *m_handler);
-    std::string reply = std::to_string(outcome.value);
-    for (const auto& named : outcome.outputs) {
-      reply += ", " + named.first + ' ' + valueText(named.second);
-    }
-    reply += outcome.note.empty() ? "" : " (" + outcome.note + ')';
-    m_sequence.reply(Party::TrafHandler, Party::Client, reply, client);
+    m_sequence.reply(Party::TrafHandler, Party::Client,
+                     shown(outcome, ", ", " ("), client);
     if (!expectOutcome(outcome) && firstError.empty()) {
       firstError = m_error;
     }
@@ -246,42 +271,25 @@ bool ScenarioRunner::callHandler(HandlerCall call) {
 }
 
 bool ScenarioRunner::expectOutcome(const Outcome& outcome) {
-  std::string shown = "= " + std::to_string(outcome.value);
-  for (const auto& named : outcome.outputs) {
-    shown += "  " + named.first + ' ' + valueText(named.second);
-  }
-  m_report.line("    " + shown +
-                (outcome.note.empty() ? "" : "  (" + outcome.note + ')'));
+  m_report.line("    = " + shown(outcome, "  ", "  ("));
   if (!step().result) {
     return true;
   }
   if (!same("", step().result->value, outcome.value)) {
     return false;
   }
-  for (const auto& wanted : step().result->outputs) {
+  for (const auto& [name, wanted] : step().result->outputs) {
     const auto actual = std::find_if(
         outcome.outputs.begin(), outcome.outputs.end(),
-        [&wanted](const auto& named) { return named.first == wanted.first; });
+        [&name = name](const auto& output) { return output.first == name; });
     if (actual == outcome.outputs.end()) {
-      return fail("the call has no output " + wanted.first);
+      return fail("the call has no output " + name);
     }
-    if (!same(wanted.first + ' ', wanted.second, actual->second)) {
+    if (!same(name + ' ', wanted, actual->second)) {
       return false;
     }
   }
   return true;
-}
-
-bool ScenarioRunner::same(const std::string& what, std::int64_t wanted,
-                          std::int64_t actual) {
-  return wanted == actual || fail("expected " + what + valueText(wanted) +
-                                  ", got " + valueText(actual));
-}
-
-std::vector<standin::TraceRecord> ScenarioRunner::traceWindow() {
-  const std::lock_guard<std::mutex> lock(m_traceMutex);
-  return {m_traces.begin() + static_cast<std::ptrdiff_t>(m_traceMark),
-          m_traces.end()};
 }
 
 }  // namespace trafsim

@@ -25,25 +25,17 @@
 #include <vector>
 
 #include "Clients.h"
-#include "ITrafHandler.h"
 #include "ModuleLoader.h"
 #include "Report.h"
 #include "Scenario.h"
 #include "SimPlatform.h"
-#include "TraceControl.h"
 
 namespace trafsim {
 
 class ScenarioRunner {
  public:
-  struct Parts {
-    SimPlatform& platform;
-    Clients& clients;
-    Sequence& sequence;
-    Report& report;
-  };
-
-  ScenarioRunner(std::string libraryPath, const Parts& parts);
+  ScenarioRunner(std::string libraryPath, SimPlatform& platform,
+                 Clients& clients, Sequence& sequence, Report& report);
   ~ScenarioRunner();
 
   ScenarioRunner(const ScenarioRunner&) = delete;
@@ -51,15 +43,11 @@ class ScenarioRunner {
 
   void run(const Scenario& scenario);
 
- private:
-  // The steps by what they drive (Steps.cpp). Their bodies are given the
-  // runner, and through it the step that runs and the node's parts.
-  friend const std::vector<StepRow>& stepTable();
-  static std::vector<StepRow> platformSteps();
-  static std::vector<StepRow> handlerSteps();
-  static std::vector<StepRow> expectations();
-
-  // The running step's arguments; numbers as the 32-bit values it gave.
+  // What the steps (Steps.cpp) work with: the node's parts, and the running
+  // step and its arguments, numbers as the 32-bit values it gave.
+  SimPlatform& platform() { return m_platform; }
+  Clients& clients() { return m_clients; }
+  Report& report() { return m_report; }
   const Step& step() const { return *m_step; }
   std::uint32_t u32(std::size_t i) const {
     return static_cast<std::uint32_t>(m_step->numbers[i]);
@@ -68,43 +56,44 @@ class ScenarioRunner {
     return static_cast<std::int32_t>(m_step->numbers[i]);
   }
   const std::string& word(std::size_t i) const { return m_step->words[i]; }
-  RadioChannel channel() const { return static_cast<RadioChannel>(u32(0)); }
   // Which of its choices the step's choice `i` is, as the enumerator of an
   // enum that lists them in the same order.
   std::size_t choice(std::size_t i) const { return m_step->choices[i]; }
+  RadioChannel channel() const { return static_cast<RadioChannel>(u32(0)); }
+  ITrafHandler::Action action(std::size_t i) const {
+    return static_cast<ITrafHandler::Action>(u32(i));
+  }
   // The driver the step names first.
   standin::FakeDriver& driver() const;
-  // Why the running step failed; returns false.
-  bool fail(std::string why);
-
-  void runStep(const Step& step);
-
-  // The platform's calls into the module (ScenarioRunner.cpp); `check` says
-  // whether the step's "=> ..." is about this call.
-  bool load();
-  bool unload();
-  bool getInstance();
-  // Shows the call and its status, which it returns.
-  bool platformCall(const std::string& text,
-                    const std::function<std::uint32_t()>& call, bool check);
-  bool initialize(bool check);
-  bool deinitialize();
-  bool registerPhases(bool check);
-  bool runPhase();
-  // A client module's call, `times` times.
-  using HandlerCall = Outcome (*)(ScenarioRunner& runner, ITrafHandler& h);
-  bool callHandler(HandlerCall call);
-  // Shows `outcome` and compares it with the step's "=> ...".
-  bool expectOutcome(const Outcome& outcome);
-  // "expected <what><wanted>, got <actual>" when they differ.
-  bool same(const std::string& what, std::int64_t wanted, std::int64_t actual);
-  bool checkGot();
   // The trace lines since the last step that is no expectation.
   std::vector<standin::TraceRecord> traceWindow();
 
+  // Why the running step failed; returns false.
+  bool fail(std::string why);
+  // "expected <what><wanted>, got <actual>" when they differ.
+  bool same(const std::string& what, std::int64_t wanted, std::int64_t actual);
+
+  // The platform's calls into the module; `show` shows the status (and
+  // compares it with the step's "=> N").
+  bool load();
+  bool unload();
+  bool getInstance();
+  bool initialize(bool show);
+  bool deinitialize();
+  bool registerPhases(bool show);
+  bool runPhase();
+
+ private:
+  void runStep(const Step& step);
   void traced(const standin::TraceRecord& record);
   bool needModule();
   bool needHandler();
+  bool platformCall(const std::string& text,
+                    const std::function<std::uint32_t()>& call, bool show);
+  // A client module's call, `times` times.
+  bool callHandler(StepRow::Call call);
+  // Shows `outcome` and compares it with the step's "=> ...".
+  bool expectOutcome(const Outcome& outcome);
 
   const std::string m_libraryPath;
   SimPlatform& m_platform;
