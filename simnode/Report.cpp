@@ -78,6 +78,11 @@ void Report::trace(const standin::TraceRecord& record, bool transport) {
     text += " \"" + record.text + '"';
   }
   line(text);
+  if (record.level == QEL_TRACE_LEVEL_1) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_sequence.push_back("  Note over T: " +
+                         escaped("L1 \"" + record.text + '"'));
+  }
 }
 
 void Report::error(const std::string& text) {
@@ -158,34 +163,29 @@ void Report::finish() {
   }
 }
 
-void Sequence::call(Party from, Party to, const std::string& text,
-                    const std::string& client) {
+void Report::call(Party from, Party to, const std::string& text,
+                  const std::string& client) {
   add(from, to, "->>", text, client);
 }
 
-void Sequence::reply(Party from, Party to, const std::string& text,
-                     const std::string& client) {
+void Report::reply(Party from, Party to, const std::string& text,
+                   const std::string& client) {
   add(from, to, "-->>", text, client);
 }
 
-void Sequence::note(Party over, const std::string& text) {
-  const std::lock_guard<std::mutex> lock(m_mutex);
-  m_lines.push_back("  Note over " + partyId(over, {}) + ": " + escaped(text));
-}
-
-void Sequence::add(Party from, Party to, const char* arrow,
-                   const std::string& text, const std::string& client) {
+void Report::add(Party from, Party to, const char* arrow,
+                 const std::string& text, const std::string& client) {
   const std::lock_guard<std::mutex> lock(m_mutex);
   if ((from == Party::Client || to == Party::Client) &&
       std::find(m_clients.begin(), m_clients.end(), client) ==
           m_clients.end()) {
     m_clients.push_back(client);
   }
-  m_lines.push_back("  " + partyId(from, client) + arrow + partyId(to, client) +
-                    ": " + escaped(text));
+  m_sequence.push_back("  " + partyId(from, client) + arrow +
+                       partyId(to, client) + ": " + escaped(text));
 }
 
-void Sequence::write(std::ostream& out) const {
+void Report::writeSequence(std::ostream& out) const {
   const std::lock_guard<std::mutex> lock(m_mutex);
   out << "sequenceDiagram\n"
       << "  participant P as Platform\n"
@@ -196,7 +196,7 @@ void Sequence::write(std::ostream& out) const {
     out << "  participant " << partyId(Party::Client, client) << " as "
         << (client.empty() ? "client module" : "client " + client) << '\n';
   }
-  for (const std::string& line : m_lines) {
+  for (const std::string& line : m_sequence) {
     out << line << '\n';
   }
 }

@@ -1,8 +1,10 @@
-// What a run of trafsim shows: its lines as it runs and the tables and
-// verdict at its end (`Report`), and the run as a sequence diagram
-// (`Sequence`).
+// What a run of trafsim shows: each step as it starts, the module's trace
+// lines as they happen, each step's outcome; at the end, the tables of the
+// messages per channel and port, the phases run and the expectations, then
+// the verdict. In quiet mode only the verdict and errors are printed. Apart,
+// the calls between the parties of the node as a Mermaid sequence diagram.
 //
-// Thread-safety: every member of both may be called from any thread (the
+// Thread-safety: every member may be called from any thread (the
 // transport's thread prints, counts deliveries and adds calls); lines never
 // interleave.
 // Cost: the diagram keeps one line per call; memory grows with the run.
@@ -30,10 +32,10 @@ enum class Traffic { Sent, Dropped, Refused, Delivered };
 inline constexpr const char* kTrafficNames[] = {"sent", "dropped", "refused",
                                                 "delivered"};
 
-// Each step as it starts, the module's trace lines as they happen, each
-// step's outcome; at the end, the tables of the messages per channel and
-// port, the phases run and the expectations, then the verdict. In quiet mode
-// only the verdict and errors are printed.
+// The parties of the node: P, T, D and H in the diagram; each named client
+// is a party of its own, and an unnamed one stands for any client module.
+enum class Party { Platform, TrafHandler, Drivers, HccdHandler, Client };
+
 class Report {
  public:
   Report(std::ostream& out, std::ostream& err, bool quiet)
@@ -42,6 +44,7 @@ class Report {
   // A line, unless quiet.
   void line(const std::string& text);
   // One trace line; `transport` marks lines emitted on the transport thread.
+  // A failure's (level 1) is also a note over the traffic handler.
   void trace(const standin::TraceRecord& record, bool transport);
   // "trafsim: " and the text on the error stream, quiet or not.
   void error(const std::string& text);
@@ -59,8 +62,20 @@ class Report {
   // failed ones, one per line.
   void finish();
 
+  // A call between two parties, and its reply; `client` names the client
+  // where `from` or `to` is one.
+  void call(Party from, Party to, const std::string& text,
+            const std::string& client = {});
+  void reply(Party from, Party to, const std::string& text,
+             const std::string& client = {});
+  // The calls so far as a Mermaid sequence diagram.
+  void writeSequence(std::ostream& out) const;
+
  private:
   using Row = std::vector<std::string>;
+
+  void add(Party from, Party to, const char* arrow, const std::string& text,
+           const std::string& client);
 
   mutable std::mutex m_mutex;
   std::ostream& m_out;
@@ -72,32 +87,8 @@ class Report {
   std::vector<Row> m_phases;  // phase, module id, result
   std::size_t m_met = 0;
   std::vector<std::string> m_failures;
-};
-
-// The parties of the node: P, T, D and H in the diagram; each named client
-// is a party of its own, and an unnamed one stands for any client module.
-enum class Party { Platform, TrafHandler, Drivers, HccdHandler, Client };
-
-// The calls between the parties as a Mermaid sequence diagram.
-class Sequence {
- public:
-  // `client` names the client where `from` or `to` is one.
-  void call(Party from, Party to, const std::string& text,
-            const std::string& client = {});
-  void reply(Party from, Party to, const std::string& text,
-             const std::string& client = {});
-  void note(Party over, const std::string& text);
-
-  // The Mermaid text of everything so far.
-  void write(std::ostream& out) const;
-
- private:
-  void add(Party from, Party to, const char* arrow, const std::string& text,
-           const std::string& client);
-
-  mutable std::mutex m_mutex;
-  std::vector<std::string> m_lines;
-  std::vector<std::string> m_clients;  // in the order they first show
+  std::vector<std::string> m_sequence;  // the diagram's lines
+  std::vector<std::string> m_clients;   // in the order they first show
 };
 
 }  // namespace trafsim

@@ -28,29 +28,19 @@ std::string shown(const Outcome& outcome, const char* separator,
 }  // namespace
 
 ScenarioRunner::ScenarioRunner(std::string libraryPath, SimPlatform& platform,
-                               Clients& clients, Sequence& sequence,
-                               Report& report)
+                               Clients& clients, Report& report)
     : m_libraryPath(std::move(libraryPath)),
       m_platform(platform),
       m_clients(clients),
-      m_sequence(sequence),
       m_report(report) {
-  standin::TraceControl::setPrinter(
-      [this](const standin::TraceRecord& record) { traced(record); });
+  standin::TraceControl::setPrinter([this](const auto& record) {
+    m_report.trace(record, m_platform.isTransportThread());
+  });
 }
 
 ScenarioRunner::~ScenarioRunner() {
   (void)unload();
   standin::TraceControl::setPrinter(nullptr);
-}
-
-void ScenarioRunner::traced(const standin::TraceRecord& record) {
-  m_report.trace(record, m_platform.isTransportThread());
-  if (record.level == QEL_TRACE_LEVEL_1) {
-    m_sequence.note(Party::TrafHandler, "L1 \"" + record.text + '"');
-  }
-  const std::lock_guard<std::mutex> lock(m_traceMutex);
-  m_traces.push_back(record);
 }
 
 void ScenarioRunner::run(const Scenario& scenario) {
@@ -71,8 +61,7 @@ void ScenarioRunner::runStep(const Step& step) {
   if (step.isExpectation()) {
     m_platform.waitUntilDelivered();
   } else {
-    const std::lock_guard<std::mutex> lock(m_traceMutex);
-    m_traceMark = m_traces.size();
+    standin::TraceControl::clearRecords();
   }
   m_report.line(step.where + " | " + step.source);
   m_step = &step;
@@ -95,12 +84,6 @@ void ScenarioRunner::runStep(const Step& step) {
 
 standin::FakeDriver& ScenarioRunner::driver() const {
   return standin::FakeDriverLayer::instance().driver(word(0));
-}
-
-std::vector<standin::TraceRecord> ScenarioRunner::traceWindow() {
-  const std::lock_guard<std::mutex> lock(m_traceMutex);
-  return {m_traces.begin() + static_cast<std::ptrdiff_t>(m_traceMark),
-          m_traces.end()};
 }
 
 bool ScenarioRunner::fail(std::string why) {
@@ -128,8 +111,8 @@ bool ScenarioRunner::load() {
     return fail("the module is already loaded");
   }
   const std::size_t slash = m_libraryPath.find_last_of('/');
-  m_sequence.call(Party::Platform, Party::TrafHandler,
-                  "dlopen(" + m_libraryPath.substr(slash + 1) + ')');
+  m_report.call(Party::Platform, Party::TrafHandler,
+                "dlopen(" + m_libraryPath.substr(slash + 1) + ')');
   std::string why;
   m_module = standin::TrafHandlerModule::load(m_libraryPath, why);
   if (!m_module) {
@@ -147,7 +130,7 @@ bool ScenarioRunner::unload() {
   m_platform.waitUntilDelivered();
   m_platform.setModule(nullptr);
   m_handler = nullptr;
-  m_sequence.call(Party::Platform, Party::TrafHandler, "dlclose");
+  m_report.call(Party::Platform, Party::TrafHandler, "dlclose");
   std::string why;
   const bool unloaded = m_module->unload(why);
   m_module.reset();
@@ -158,8 +141,8 @@ bool ScenarioRunner::getInstance() {
   if (!needModule()) {
     return false;
   }
-  m_sequence.call(Party::Platform, Party::TrafHandler,
-                  "getInstance(" + std::to_string(u32(0)) + ')');
+  m_report.call(Party::Platform, Party::TrafHandler,
+                "getInstance(" + std::to_string(u32(0)) + ')');
   m_handler = &m_module->getInstance(channel());
   return true;
 }
@@ -170,10 +153,10 @@ bool ScenarioRunner::platformCall(const std::string& text,
   if (!needModule() || !needHandler()) {
     return false;
   }
-  m_sequence.call(Party::Platform, Party::TrafHandler, text);
+  m_report.call(Party::Platform, Party::TrafHandler, text);
   const Outcome outcome{call()};
-  m_sequence.reply(Party::TrafHandler, Party::Platform,
-                   std::to_string(outcome.value));
+  m_report.reply(Party::TrafHandler, Party::Platform,
+                 std::to_string(outcome.value));
   return !show || expectOutcome(outcome);
 }
 
@@ -187,7 +170,7 @@ bool ScenarioRunner::deinitialize() {
   if (!needModule() || !needHandler()) {
     return false;
   }
-  m_sequence.call(Party::Platform, Party::TrafHandler, "deinitialize()");
+  m_report.call(Party::Platform, Party::TrafHandler, "deinitialize()");
   m_module->deinitialize();
   return true;
 }
@@ -218,12 +201,11 @@ bool ScenarioRunner::runPhase() {
   std::string firstError;
   for (ModuleInterface* const module : modules) {
     const std::string moduleId = std::to_string(module->moduleId());
-    m_sequence.call(Party::Platform, Party::TrafHandler,
-                    "on" + word(0) + "() of module " + moduleId);
+    m_report.call(Party::Platform, Party::TrafHandler,
+                  "on" + word(0) + "() of module " + moduleId);
     const unsigned int status =
         standin::ModuleManager::runPhase(*module, phase);
-    m_sequence.reply(Party::TrafHandler, Party::Platform,
-                     std::to_string(status));
+    m_report.reply(Party::TrafHandler, Party::Platform, std::to_string(status));
     m_report.phaseRun(word(0), module->moduleId(), status);
     if (!expectOutcome({status, {}, "module " + moduleId}) &&
         firstError.empty()) {
@@ -258,10 +240,10 @@ bool ScenarioRunner::callHandler(StepRow::Call call) {
   std::string firstError;
   m_platform.hold(true);
   for (std::uint32_t i = 0; i < step().times; ++i) {
-    m_sequence.call(Party::Client, Party::TrafHandler, text, client);
+    m_report.call(Party::Client, Party::TrafHandler, text, client);
     const Outcome outcome = call(*this, *m_handler);
-    m_sequence.reply(Party::TrafHandler, Party::Client,
-                     shown(outcome, ", ", " ("), client);
+    m_report.reply(Party::TrafHandler, Party::Client,
+                   shown(outcome, ", ", " ("), client);
     if (!expectOutcome(outcome) && firstError.empty()) {
       firstError = m_error;
     }

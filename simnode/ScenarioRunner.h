@@ -4,27 +4,26 @@
 //
 // Every expectation is checked when its line is reached, after the transport
 // has delivered every message queued so far; trace expectations look at the
-// lines emitted since the start of the last step that is no expectation,
-// including those the transport's thread emitted meanwhile. A client's call
+// lines emitted since the start of the last step that is no expectation
+// (the first 100000 of them), including those the transport's thread
+// emitted meanwhile. A client's call
 // returns before the transport delivers what it sent.
 // Met and failed expectations go to the report as they happen. A step that
 // cannot run (e.g. an operation before `getInstance`) counts as a failed
 // expectation. At the end the module is unloaded if the scenario left it
 // loaded.
 //
-// Thread-safety: one `run` at a time; the runner owns the trace printer
-// while it exists.
+// Thread-safety: one `run` at a time; the runner owns the trace printer and
+// the trace records while it exists.
 #ifndef SIMNODE_SCENARIORUNNER_H
 #define SIMNODE_SCENARIORUNNER_H
 
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
-#include "Clients.h"
 #include "ModuleLoader.h"
 #include "Report.h"
 #include "Scenario.h"
@@ -35,7 +34,7 @@ namespace trafsim {
 class ScenarioRunner {
  public:
   ScenarioRunner(std::string libraryPath, SimPlatform& platform,
-                 Clients& clients, Sequence& sequence, Report& report);
+                 Clients& clients, Report& report);
   ~ScenarioRunner();
 
   ScenarioRunner(const ScenarioRunner&) = delete;
@@ -65,8 +64,6 @@ class ScenarioRunner {
   }
   // The driver the step names first.
   standin::FakeDriver& driver() const;
-  // The trace lines since the last step that is no expectation.
-  std::vector<standin::TraceRecord> traceWindow();
 
   // Why the running step failed; returns false.
   bool fail(std::string why);
@@ -85,7 +82,6 @@ class ScenarioRunner {
 
  private:
   void runStep(const Step& step);
-  void traced(const standin::TraceRecord& record);
   bool needModule();
   bool needHandler();
   bool platformCall(const std::string& text,
@@ -98,16 +94,11 @@ class ScenarioRunner {
   const std::string m_libraryPath;
   SimPlatform& m_platform;
   Clients& m_clients;
-  Sequence& m_sequence;
   Report& m_report;
   std::unique_ptr<standin::TrafHandlerModule> m_module;
   ITrafHandler* m_handler = nullptr;
   const Step* m_step = nullptr;
   std::string m_error;
-
-  std::mutex m_traceMutex;
-  std::vector<standin::TraceRecord> m_traces;
-  std::size_t m_traceMark = 0;
 };
 
 }  // namespace trafsim

@@ -1,5 +1,6 @@
 #include "SimPlatform.h"
 
+#include <stdexcept>
 #include <utility>
 
 #include "InterfaceBroker.h"
@@ -16,8 +17,8 @@ class ForeignInterface : public IInterface {};
 
 }  // namespace
 
-SimPlatform::SimPlatform(Sequence& sequence)
-    : m_sequence(sequence),
+SimPlatform::SimPlatform(Report& report)
+    : m_report(report),
       m_foreign(std::make_unique<ForeignInterface>()),
       m_thread([this] { transport(); }) {
   standin::FakeDriverLayer& drivers = standin::FakeDriverLayer::instance();
@@ -34,10 +35,10 @@ SimPlatform::SimPlatform(Sequence& sequence)
   // the exchange between the two.
   InterfaceBrokerControl::setObserver([this](const auto& call) {
     if (call.name == "ITrafHandler") {
-      m_sequence.call(Party::TrafHandler, Party::Platform,
-                      std::string(call.registration ? "registerInterface("
-                                                    : "unregisterInterface(") +
-                          call.name + ')');
+      m_report.call(Party::TrafHandler, Party::Platform,
+                    std::string(call.registration ? "registerInterface("
+                                                  : "unregisterInterface(") +
+                        call.name + ')');
     }
   });
   m_hccd.setObserver([this](const auto& call) { hccdCalled(call); });
@@ -65,7 +66,7 @@ void SimPlatform::driverCalled(const std::string& name,
                ? "write " + name + '(' + value + ')' + status
                : "read " + name + status + ", value " + value;
   }
-  m_sequence.call(Party::TrafHandler, Party::Drivers, text);
+  m_report.call(Party::TrafHandler, Party::Drivers, text);
 }
 
 void SimPlatform::hccdCalled(const standin::FakeHccdHandler::Call& call) {
@@ -79,7 +80,7 @@ void SimPlatform::hccdCalled(const standin::FakeHccdHandler::Call& call) {
             (call.kind == Call::Send ? byteCount(call.data.size())
                                      : entryName(call.binding.receiveFunction));
   }
-  m_sequence.call(Party::TrafHandler, Party::HccdHandler, text + ')');
+  m_report.call(Party::TrafHandler, Party::HccdHandler, text + ')');
   if (call.kind == Call::Send) {
     (void)receive(call.ctIndex, call.portIndex, call.data);
   }
@@ -161,16 +162,16 @@ void SimPlatform::transport() {
 
 void SimPlatform::deliver(Message& message) {
   const auto length = static_cast<unsigned int>(message.data.size());
-  m_sequence.call(Party::HccdHandler, Party::TrafHandler,
-                  entryName(message.entry) + "(portIndex " +
-                      std::to_string(message.portIndex) + ", " +
-                      byteCount(length) + ')');
+  m_report.call(Party::HccdHandler, Party::TrafHandler,
+                entryName(message.entry) + "(portIndex " +
+                    std::to_string(message.portIndex) + ", " +
+                    byteCount(length) + ')');
   // An empty message has no buffer: the entry gets null, as from a transport.
   unsigned char* const data =
       message.data.empty() ? nullptr : message.data.data();
   const int result = message.entry(nullptr, data, length, message.portIndex);
-  m_sequence.reply(Party::TrafHandler, Party::HccdHandler,
-                   std::to_string(result));
+  m_report.reply(Party::TrafHandler, Party::HccdHandler,
+                 std::to_string(result));
 }
 
 void SimPlatform::setRegistryEntry(const std::string& name,
@@ -207,6 +208,77 @@ bool SimPlatform::loadFrameFormat(std::uint32_t channel, std::int32_t fecType,
     }
   }
   return false;
+}
+
+// The shipped recording callback, as a client of the scenario behaves.
+class Clients::PortCallback
+    : public trafhandler_testing::RecordingHccdPortCallback {
+ public:
+  PortCallback(Clients& clients, Key key)
+      : m_clients(clients), m_key(std::move(key)) {}
+
+  void onHccdDataReceived(unsigned char* data, unsigned int length,
+                          const ITrafHandler::HccdPortId& portId) override {
+    const auto& [client, channel, port] = m_key;
+    const std::string call = "onHccdDataReceived(portId " +
+                             std::to_string(static_cast<unsigned>(portId)) +
+                             ", " + byteCount(length) + ')';
+    m_clients.m_report.call(Party::TrafHandler, Party::Client, call, client);
+    m_clients.m_report.line("    [transport] client " + client + ": " + call);
+    RecordingHccdPortCallback::onHccdDataReceived(data, length, portId);
+    m_clients.m_report.count(Traffic::Delivered, channel, port);
+    switch (m_clients.behaviour(client)) {
+      case Behaviour::Normal:
+        return;
+      case Behaviour::Throws:
+        throw std::runtime_error("client " + client + " refuses the data");
+      case Behaviour::ThrowsUnknown:
+        // Deliberately no std::exception: what a careless client may throw.
+        throw 42;  // NOLINT(hicpp-exception-baseclass)
+    }
+  }
+
+ private:
+  Clients& m_clients;
+  const Key m_key;
+};
+
+Clients::Clients(Report& report) : m_report(report) {}
+
+Clients::~Clients() = default;
+
+void Clients::setBehaviour(const std::string& client, Behaviour behaviour) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_behaviours[client] = behaviour;
+}
+
+Clients::Behaviour Clients::behaviour(const std::string& client) const {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  const auto it = m_behaviours.find(client);
+  return it == m_behaviours.end() ? Behaviour::Normal : it->second;
+}
+
+ITrafHandler::HccdPortCallback& Clients::callback(const std::string& client,
+                                                  std::uint32_t channel,
+                                                  std::uint32_t portId) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  const Key key{client, channel, portId};
+  std::unique_ptr<PortCallback>& slot = m_callbacks[key];
+  if (!slot) {
+    slot = std::make_unique<PortCallback>(*this, key);
+  }
+  return *slot;
+}
+
+std::vector<trafhandler_testing::ReceivedHccdMessage> Clients::received(
+    const std::string& client, std::uint32_t channel,
+    std::uint32_t portId) const {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  const auto it = m_callbacks.find({client, channel, portId});
+  if (it == m_callbacks.end()) {
+    return {};
+  }
+  return it->second->messages();
 }
 
 }  // namespace trafsim

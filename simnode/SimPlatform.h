@@ -1,7 +1,7 @@
-// The node's platform as trafsim plays it around the module: the stand-in
+// The node around the module as trafsim plays it: the platform (the stand-in
 // facilities set up as on a board with two radio channels, each of the
 // module's calls into them shown in the run's sequence, and the HCC-D
-// transport.
+// transport) and the client modules.
 //
 // Initially every driver of the board (`nodefacts::boardDriverNames`) exists
 // with the value 0 and answers status 0, "IFrameFormat_1" and
@@ -26,10 +26,12 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "FakeDrivers.h"
@@ -37,6 +39,7 @@
 #include "FakeHccdHandler.h"
 #include "ModuleLoader.h"
 #include "Report.h"
+#include "testing/RecordingHccdPortCallback.h"
 
 namespace trafsim {
 
@@ -46,7 +49,7 @@ class SimPlatform {
   // frame-format|foreign|null|missing".
   enum class RegistryEntry { FrameFormat, Foreign, Null, Missing };
 
-  explicit SimPlatform(Sequence& sequence);
+  explicit SimPlatform(Report& report);
   ~SimPlatform();
 
   SimPlatform(const SimPlatform&) = delete;
@@ -93,7 +96,7 @@ class SimPlatform {
   void transport();
   void deliver(Message& message);
 
-  Sequence& m_sequence;
+  Report& m_report;
   std::vector<std::unique_ptr<standin::FakeFrameFormat>> m_frameFormats;
   std::unique_ptr<IInterface> m_foreign;
   standin::FakeHccdHandler m_hccd;
@@ -108,6 +111,52 @@ class SimPlatform {
   bool m_held = false;
   bool m_stopping = false;
   std::thread m_thread;  // last: starts once everything above exists
+};
+
+// The client modules of a scenario: each registers callbacks for HCC-D
+// ports and records what they receive.
+//
+// A client gets one callback object per channel and port it registers: the
+// client kit's `RecordingHccdPortCallback`, which also shows each call in the
+// report, counts it as delivered, and behaves as its client is told: it
+// returns normally, throws a `std::runtime_error`, or throws something that
+// is no `std::exception`.
+//
+// Thread-safety: callbacks run on the transport's thread; every member may
+// be called from any thread. Callback objects live as long as `Clients`.
+class Clients {
+ public:
+  // In the order of the step "client <client> normal|throws|throws-unknown".
+  enum class Behaviour { Normal, Throws, ThrowsUnknown };
+
+  explicit Clients(Report& report);
+  ~Clients();
+
+  Clients(const Clients&) = delete;
+  Clients& operator=(const Clients&) = delete;
+
+  void setBehaviour(const std::string& client, Behaviour behaviour);
+
+  // The callback `client` registers for `portId` of `channel`, made on
+  // first use.
+  ITrafHandler::HccdPortCallback& callback(const std::string& client,
+                                           std::uint32_t channel,
+                                           std::uint32_t portId);
+  // What that callback got, oldest first; none when it was never made.
+  std::vector<trafhandler_testing::ReceivedHccdMessage> received(
+      const std::string& client, std::uint32_t channel,
+      std::uint32_t portId) const;
+
+ private:
+  class PortCallback;
+  using Key = std::tuple<std::string, std::uint32_t, std::uint32_t>;
+
+  Behaviour behaviour(const std::string& client) const;
+
+  Report& m_report;
+  mutable std::mutex m_mutex;
+  std::map<std::string, Behaviour> m_behaviours;
+  std::map<Key, std::unique_ptr<PortCallback>> m_callbacks;
 };
 
 }  // namespace trafsim

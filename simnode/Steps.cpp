@@ -58,7 +58,7 @@ std::string hexBytes(const std::vector<unsigned char>& bytes) {
 // step's matcher matches; null when none does.
 std::optional<standin::TraceRecord> findTrace(Runner& r) {
   const TraceMatcher& m = r.step().matcher;
-  for (const standin::TraceRecord& record : r.traceWindow()) {
+  for (const standin::TraceRecord& record : standin::TraceControl::records()) {
     if (record.object == "OVT.TRAF" && (!m.level || *m.level == record.level) &&
         (!m.function || *m.function == record.function) &&
         (!m.text ||

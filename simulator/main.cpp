@@ -125,15 +125,13 @@ int runMain(int argc, char** argv) {
                     std::strerror(errno));
     }
   }
-  trafsim::Sequence sequence;
   trafsim::Report report(std::cout, std::cerr, quiet);
   report.line("Scenario " + name + (builtin ? " (built-in scenario)" : ""));
   standin::TraceControl::setThreshold("OVT.TRAF", traceLevel);
   {
-    trafsim::SimPlatform platform(sequence);
-    trafsim::Clients clients(sequence, report);
-    trafsim::ScenarioRunner runner(libraryPath, platform, clients, sequence,
-                                   report);
+    trafsim::SimPlatform platform(report);
+    trafsim::Clients clients(report);
+    trafsim::ScenarioRunner runner(libraryPath, platform, clients, report);
     runner.run(scenario);
   }
   report.finish();
@@ -143,7 +141,7 @@ int runMain(int argc, char** argv) {
         sequenceFile.size() > 3 &&
         sequenceFile.compare(sequenceFile.size() - 3, 3, ".md") == 0;
     sequenceOut << (markdown ? "```mermaid\n" : "");
-    sequence.write(sequenceOut);
+    report.writeSequence(sequenceOut);
     if (!(sequenceOut << (markdown ? "```\n" : ""))) {
       report.error("cannot write " + sequenceFile);
       return kExitFailed;
