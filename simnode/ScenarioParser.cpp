@@ -1,11 +1,14 @@
 // Reads the scenario language; every step's forms come from `stepTable`, so
-// a line fits one of them or is refused with what comes closest.
+// a line fits one of them or is refused with what comes closest. Each part
+// of a line that is malformed throws its reason, which the line's error
+// carries.
 #include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <cstring>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 #include <tuple>
 
 #include "Scenario.h"
@@ -21,6 +24,10 @@ struct Token {
   bool quoted;
 };
 using Tokens = std::vector<Token>;
+
+[[noreturn]] void refuse(const std::string& why) {
+  throw std::invalid_argument(why);
+}
 
 // The choices "a|b" of a usage item; a literal word is its only one.
 std::vector<std::string> choices(const std::string& item) {
@@ -73,8 +80,8 @@ std::string hint(const std::string& text, const std::vector<std::string>& known,
 
 // Splits a line into words and double-quoted texts (with \" and \\) up to an
 // unquoted '#'; `source` gets the line up to there, trimmed.
-bool tokenize(const std::string& line, Tokens& tokens, std::string& source,
-              std::string& error) {
+Tokens tokenize(const std::string& line, std::string& source) {
+  Tokens tokens;
   std::size_t i = 0;
   while (i < line.size() && line[i] != '#') {
     if (std::isspace(static_cast<unsigned char>(line[i])) != 0) {
@@ -93,8 +100,7 @@ bool tokenize(const std::string& line, Tokens& tokens, std::string& source,
         text += line[i];
       }
       if (i++ == line.size()) {
-        error = "unterminated text: a '\"' is missing";
-        return false;
+        refuse("unterminated text: a '\"' is missing");
       }
       tokens.push_back({text, true});
     }
@@ -102,7 +108,7 @@ bool tokenize(const std::string& line, Tokens& tokens, std::string& source,
   const std::size_t first = line.find_first_not_of(" \t");
   const std::size_t last = line.find_last_not_of(" \t\r", i - 1);
   source = i == 0 || last < first ? "" : line.substr(first, last - first + 1);
-  return true;
+  return tokens;
 }
 
 bool isPlaceholder(const std::string& item) { return item.front() == '<'; }
@@ -129,9 +135,11 @@ std::size_t fit(const std::vector<std::string>& form, const Tokens& tokens) {
   return tokens.size() == form.size() ? form.size() + 1 : form.size();
 }
 
-// Decimal or 0x hex, optionally negative, within [low, high].
-bool parseNumber(const std::string& text, std::int64_t low, std::int64_t high,
-                 std::int64_t& value, std::string& error) {
+// Decimal or 0x hex, optionally negative, within [low, high]; a refusal
+// hints at the closest of `words`.
+std::int64_t parseNumber(const std::string& text, std::int64_t low,
+                         std::int64_t high,
+                         const std::vector<std::string>& words = {}) {
   const bool negative = !text.empty() && text[0] == '-';
   const char* first = text.data() + (negative ? 1 : 0);
   const char* const last = text.data() + text.size();
@@ -144,35 +152,31 @@ bool parseNumber(const std::string& text, std::int64_t low, std::int64_t high,
   std::uint64_t magnitude = 0;
   const auto [end, status] = std::from_chars(first, last, magnitude, base);
   if (first == last || end != last || status == std::errc::invalid_argument) {
-    error = '"' + text + "\" is not a number";
-    return false;
+    refuse('"' + text + "\" is not a number" + hint(text, words));
   }
   // Beyond 36 bits nothing is in any range; the sign cannot overflow.
   const bool huge = status == std::errc::result_out_of_range ||
                     magnitude > (std::uint64_t{1} << 36);
-  value = static_cast<std::int64_t>(magnitude) * (negative ? -1 : 1);
+  const std::int64_t value =
+      static_cast<std::int64_t>(magnitude) * (negative ? -1 : 1);
   if (huge || value < low || value > high) {
-    error = text + " is out of range (" + std::to_string(low) + " to " +
-            std::to_string(high) + ')';
-    return false;
+    refuse(text + " is out of range (" + std::to_string(low) + " to " +
+           std::to_string(high) + ')' + hint(text, words));
   }
-  return true;
+  return value;
 }
 
-bool parseBool(const std::string& text, std::int64_t& value,
-               std::string& error) {
-  value = text == "true" ? 1 : 0;
+std::int64_t parseBool(const std::string& text) {
   if (text != "true" && text != "false") {
-    error = '"' + text + "\" is neither true nor false";
-    return false;
+    refuse('"' + text + "\" is neither true nor false");
   }
-  return true;
+  return text == "true" ? 1 : 0;
 }
 
 // Bytes from `tokens[i]` on: two hex digits each, or `empty`; `times N`
 // may follow where `allowTimes`.
-bool parseBytes(const Tokens& tokens, std::size_t i, bool allowTimes,
-                Step& step, std::string& error) {
+void parseBytes(const Tokens& tokens, std::size_t i, bool allowTimes,
+                Step& step) {
   step.hasBytes = true;
   if (i < tokens.size() && tokens[i].text == "empty") {
     ++i;
@@ -183,36 +187,28 @@ bool parseBytes(const Tokens& tokens, std::size_t i, bool allowTimes,
       const char* const end = text.data() + text.size();
       if (text.size() != 2 || tokens[i].quoted ||
           std::from_chars(text.data(), end, byte, 16).ptr != end) {
-        error = '"' + text + "\" is not a byte (two hex digits, e.g. 0a)" +
-                hint(text, {"empty", "times"});
-        return false;
+        refuse('"' + text + "\" is not a byte (two hex digits, e.g. 0a)" +
+               hint(text, {"empty", "times"}));
       }
       step.bytes.push_back(static_cast<unsigned char>(byte));
     }
     if (step.bytes.empty()) {
-      error = "no data bytes (write `empty` for a message without any)";
-      return false;
+      refuse("no data bytes (write `empty` for a message without any)");
     }
   }
   if (i == tokens.size()) {
-    return true;
+    return;
   }
   if (!allowTimes || tokens[i].text != "times" || i + 2 != tokens.size()) {
-    error = "unexpected \"" + tokens[i].text + "\" after the data" +
-            (allowTimes ? " (only `times N` may follow)" : "");
-    return false;
+    refuse("unexpected \"" + tokens[i].text + "\" after the data" +
+           (allowTimes ? " (only `times N` may follow)" : ""));
   }
   const Placeholder& bytes = *findPlaceholder("<bytes>");
-  std::int64_t times = 0;
-  if (!parseNumber(tokens[i + 1].text, bytes.low, bytes.high, times, error)) {
-    return false;
-  }
-  step.times = static_cast<std::uint32_t>(times);
-  return true;
+  step.times = static_cast<std::uint32_t>(
+      parseNumber(tokens[i + 1].text, bytes.low, bytes.high));
 }
 
-bool parseMatcher(const Tokens& tokens, std::size_t i, TraceMatcher& matcher,
-                  std::string& error) {
+void parseMatcher(const Tokens& tokens, std::size_t i, TraceMatcher& matcher) {
   for (; i < tokens.size(); ++i) {
     const Token& token = tokens[i];
     const bool hasNext = i + 1 < tokens.size();
@@ -220,30 +216,24 @@ bool parseMatcher(const Tokens& tokens, std::size_t i, TraceMatcher& matcher,
       matcher.text = token.text;
     } else if (token.text == "level" && hasNext) {
       const Placeholder& levels = *findPlaceholder("<level>");
-      std::int64_t level = 0;
-      if (!parseNumber(tokens[++i].text, levels.low, levels.high, level,
-                       error)) {
-        return false;
-      }
-      matcher.level = static_cast<std::uint32_t>(level);
+      matcher.level = static_cast<std::uint32_t>(
+          parseNumber(tokens[++i].text, levels.low, levels.high));
     } else if (token.text == "function" && hasNext) {
       matcher.function = tokens[++i].text;
     } else if (token.text == "containing" && hasNext && tokens[i + 1].quoted) {
       matcher.text = tokens[++i].text;
       matcher.containing = true;
     } else {
-      error = "unexpected \"" + token.text + "\" in a trace matcher" +
-              hint(token.text, {"level", "function", "containing"},
-                   "level N, function NAME, \"text\" or containing \"text\"");
-      return false;
+      refuse("unexpected \"" + token.text + "\" in a trace matcher" +
+             hint(token.text, {"level", "function", "containing"},
+                  "level N, function NAME, \"text\" or containing \"text\""));
     }
   }
-  return true;
 }
 
 // Argument `i` of the step, which its form places at `item`.
-bool parseArgument(const std::string& item, const Tokens& tokens, std::size_t i,
-                   Step& step, std::string& error) {
+void parseArgument(const std::string& item, const Tokens& tokens, std::size_t i,
+                   Step& step) {
   if (!isPlaceholder(item)) {
     // A choice: which one was written is an argument; a literal word is not.
     const std::vector<std::string> words = choices(item);
@@ -253,37 +243,33 @@ bool parseArgument(const std::string& item, const Tokens& tokens, std::size_t i,
           std::find(words.begin(), words.end(), tokens[i].text) -
           words.begin()));
     }
-    return true;
+    return;
   }
   const Placeholder& placeholder = *findPlaceholder(item);
   const std::vector<std::string>& words = placeholder.words;
   const std::string& text = i < tokens.size() ? tokens[i].text : "";
+  const auto word = std::find(words.begin(), words.end(), text);
   switch (placeholder.kind) {
     case Placeholder::Rest:
       if (item == "<matcher>") {
-        return parseMatcher(tokens, i, step.matcher, error);
+        parseMatcher(tokens, i, step.matcher);
+      } else {
+        parseBytes(tokens, i, item == "<bytes>", step);
       }
-      return parseBytes(tokens, i, item == "<bytes>", step, error);
-    case Placeholder::Number: {
+      return;
+    case Placeholder::Number:
       // A word of the placeholder stands for its position.
-      const auto word = std::find(words.begin(), words.end(), text);
-      std::int64_t number = word - words.begin();
-      if (word == words.end() &&
-          !parseNumber(text, placeholder.low, placeholder.high, number,
-                       error)) {
-        error += hint(text, words);
-        return false;
-      }
-      step.numbers.push_back(number);
-      return true;
-    }
+      step.numbers.push_back(
+          word != words.end()
+              ? word - words.begin()
+              : parseNumber(text, placeholder.low, placeholder.high, words));
+      return;
     case Placeholder::Word:
-      if (std::find(words.begin(), words.end(), text) == words.end()) {
-        error = "unknown " + item.substr(1, item.size() - 2) + " \"" + text +
-                '"' +
-                hint(text, words,
-                     words.size() <= 3 ? "expected " + listed(words) : "");
-        return false;
+      if (word == words.end()) {
+        refuse("unknown " + item.substr(1, item.size() - 2) + " \"" + text +
+               '"' +
+               hint(text, words,
+                    words.size() <= 3 ? "expected " + listed(words) : ""));
       }
       break;
     case Placeholder::Name:
@@ -291,34 +277,25 @@ bool parseArgument(const std::string& item, const Tokens& tokens, std::size_t i,
             return std::isalnum(static_cast<unsigned char>(c)) != 0 ||
                    std::strchr(placeholder.punctuation, c) != nullptr;
           })) {
-        error = '"' + text + "\" is not a name";
-        return false;
+        refuse('"' + text + "\" is not a name");
       }
       break;
   }
   step.words.push_back(text);
-  return true;
 }
 
 // What "=> ..." states: the row's result ("N" or "true|false") and then
 // outputs by name, each with its value; ais, rdi and rdiRemote are flags.
-bool parseResult(const StepRow& row, const Tokens& tokens, Step& step,
-                 std::string& error) {
+void parseResult(const StepRow& row, const Tokens& tokens, Step& step) {
   const std::vector<std::string> result = row.result();
   if (result.empty()) {
-    error = "this step has no result to state after =>";
-    return false;
+    refuse("this step has no result to state after =>");
   }
   if (tokens.empty()) {
-    error = "nothing after =>";
-    return false;
+    refuse("nothing after =>");
   }
-  Outcome expected;
-  if (result[0] == "N"
-          ? !parseNumber(tokens[0].text, 0, kU32Max, expected.value, error)
-          : !parseBool(tokens[0].text, expected.value, error)) {
-    return false;
-  }
+  Outcome expected{result[0] == "N" ? parseNumber(tokens[0].text, 0, kU32Max)
+                                    : parseBool(tokens[0].text)};
   std::vector<std::string> outputs;
   std::string names;
   for (std::size_t i = 1; i < result.size(); i += 2) {
@@ -328,29 +305,23 @@ bool parseResult(const StepRow& row, const Tokens& tokens, Step& step,
   for (std::size_t i = 1; i < tokens.size(); i += 2) {
     const std::string& name = tokens[i].text;
     if (outputs.empty()) {
-      error = "unexpected \"" + name + "\": this step has no outputs";
-      return false;
+      refuse("unexpected \"" + name + "\": this step has no outputs");
     }
     if (std::find(outputs.begin(), outputs.end(), name) == outputs.end()) {
-      error = "unknown output \"" + name + '"' +
-              hint(name, outputs, "outputs: " + names);
-      return false;
+      refuse("unknown output \"" + name + '"' +
+             hint(name, outputs, "outputs: " + names));
     }
     if (i + 1 == tokens.size()) {
-      error = "output \"" + name + "\" has no value";
-      return false;
+      refuse("output \"" + name + "\" has no value");
     }
     const std::string& text = tokens[i + 1].text;
-    std::int64_t value = kUnset;
-    if (name == "ais" || name == "rdi" || name == "rdiRemote"
-            ? !parseBool(text, value, error)
-            : text != "unset" && !parseNumber(text, 0, kU32Max, value, error)) {
-      return false;
-    }
-    expected.outputs.emplace_back(name, value);
+    expected.outputs.emplace_back(
+        name, name == "ais" || name == "rdi" || name == "rdiRemote"
+                  ? parseBool(text)
+              : text == "unset" ? kUnset
+                                : parseNumber(text, 0, kU32Max));
   }
   step.result = expected;
-  return true;
 }
 
 // Why `call` fits none of `rows`, the forms of its step: a word where one
@@ -388,8 +359,8 @@ std::string misfit(const std::vector<const StepRow*>& rows,
          hint(text, words, "expected " + listed(words));
 }
 
-// Parses one line that holds a step; false with `error` when malformed.
-bool parseStep(const Tokens& tokens, Step& step, std::string& error) {
+// One line that holds a step.
+void parseStep(const Tokens& tokens, Step& step) {
   const auto arrow =
       std::find_if(tokens.begin(), tokens.end(),
                    [](const Token& t) { return !t.quoted && t.text == "=>"; });
@@ -405,8 +376,7 @@ bool parseStep(const Tokens& tokens, Step& step, std::string& error) {
   }
   if (rows.empty()) {
     const std::string text = call.empty() ? "=>" : call.front().text;
-    error = "unknown step \"" + text + '"' + hint(text, names);
-    return false;
+    refuse("unknown step \"" + text + '"' + hint(text, names));
   }
   for (const StepRow* row : rows) {
     const std::vector<std::string> form = row->form();
@@ -415,15 +385,14 @@ bool parseStep(const Tokens& tokens, Step& step, std::string& error) {
     }
     step.row = row;
     for (std::size_t i = 0; i < form.size(); ++i) {
-      if (!parseArgument(form[i], call, i, step, error)) {
-        return false;
-      }
+      parseArgument(form[i], call, i, step);
     }
-    return arrow == tokens.end() ||
-           parseResult(*row, {arrow + 1, tokens.end()}, step, error);
+    if (arrow != tokens.end()) {
+      parseResult(*row, {arrow + 1, tokens.end()}, step);
+    }
+    return;
   }
-  error = misfit(rows, call);
-  return false;
+  refuse(misfit(rows, call));
 }
 
 }  // namespace
@@ -439,31 +408,30 @@ std::vector<std::string> parseScenario(const std::string& file,
   std::string line;
   int number = 0;
   while (std::getline(in, line)) {
-    Tokens tokens;
     Step step{};
     step.where = file + ':' + std::to_string(++number);
-    std::string error;
-    if (!tokenize(line, tokens, step.source, error) ||
-        (!tokens.empty() && !parseStep(tokens, step, error))) {
-      errors.push_back(step.where + ": " + error);
-      continue;
-    }
-    if (tokens.empty()) {
-      continue;
-    }
-    const std::string usage = step.row->usage;
-    const bool registers = usage.rfind("hccdControllerRegisterPort", 0) == 0;
-    if (registers || usage.rfind("expect got", 0) == 0) {
-      const auto callback =
-          std::make_tuple(step.words[0], step.numbers[0], step.numbers[1]);
-      if (registers) {
-        registered.insert(callback);
-      } else if (registered.count(callback) == 0) {
-        errors.push_back(step.where + ": client \"" + step.words[0] +
-                         "\" registers no port " +
-                         std::to_string(step.numbers[1]) + " on channel " +
-                         std::to_string(step.numbers[0]) + " before this line");
+    try {
+      const Tokens tokens = tokenize(line, step.source);
+      if (tokens.empty()) {
+        continue;
       }
+      parseStep(tokens, step);
+      const std::string usage = step.row->usage;
+      const bool registers = usage.rfind("hccdControllerRegisterPort", 0) == 0;
+      if (registers || usage.rfind("expect got", 0) == 0) {
+        const auto callback =
+            std::make_tuple(step.words[0], step.numbers[0], step.numbers[1]);
+        if (registers) {
+          registered.insert(callback);
+        } else if (registered.count(callback) == 0) {
+          refuse("client \"" + step.words[0] + "\" registers no port " +
+                 std::to_string(step.numbers[1]) + " on channel " +
+                 std::to_string(step.numbers[0]) + " before this line");
+        }
+      }
+    } catch (const std::invalid_argument& refusal) {
+      errors.push_back(step.where + ": " + refusal.what());
+      continue;
     }
     scenario.push_back(std::move(step));
   }
