@@ -1,4 +1,4 @@
-#include "ScenarioRunner.h"
+#include "Scenario.h"
 
 #include <algorithm>
 #include <sstream>

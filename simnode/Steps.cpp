@@ -7,7 +7,7 @@
 #include "InterfaceBrokerControl.h"
 #include "ModuleManager.h"
 #include "NodeFacts.h"
-#include "ScenarioRunner.h"
+#include "Scenario.h"
 
 namespace trafsim {
 
@@ -34,6 +34,11 @@ Placeholder number(const char* name, const char* meaning, std::int64_t low = 0,
 Placeholder word(const char* name, const char* meaning,
                  std::vector<std::string> words) {
   return {name, Placeholder::Word, meaning, 0, 0, std::move(words)};
+}
+
+Placeholder name(const char* name, const char* meaning,
+                 const char* punctuation) {
+  return {name, Placeholder::Name, meaning, 0, 0, {}, punctuation};
 }
 
 std::vector<std::string> phaseNames() {
@@ -70,8 +75,17 @@ std::optional<standin::TraceRecord> findTrace(Runner& r) {
   return std::nullopt;
 }
 
+// `expect trace` and `expect no trace`.
 bool expectTrace(Runner& r) {
   const TraceMatcher& m = r.step().matcher;
+  const std::optional<standin::TraceRecord> found = findTrace(r);
+  if (r.step().row->form()[1] == "no") {
+    return !found ||
+           r.fail("unexpected trace line: L" +
+                  std::to_string(static_cast<unsigned>(found->level)) + ' ' +
+                  found->function + ":" + std::to_string(found->line) + " \"" +
+                  found->text + '"');
+  }
   std::string text = "trace line";
   if (m.level) {
     text += " of level " + std::to_string(*m.level);
@@ -82,16 +96,7 @@ bool expectTrace(Runner& r) {
   if (m.text) {
     text += (m.containing ? " containing \"" : " \"") + *m.text + '"';
   }
-  return findTrace(r) || r.fail("no " + text + " since the last step");
-}
-
-bool expectNoTrace(Runner& r) {
-  const std::optional<standin::TraceRecord> found = findTrace(r);
-  return !found ||
-         r.fail("unexpected trace line: L" +
-                std::to_string(static_cast<unsigned>(found->level)) + ' ' +
-                found->function + ":" + std::to_string(found->line) + " \"" +
-                found->text + '"');
+  return found || r.fail("no " + text + " since the last step");
 }
 
 bool expectGot(Runner& r) {
@@ -222,20 +227,10 @@ const std::vector<Placeholder>& placeholders() {
            "A driver of the board; each holds 0 and answers status 0 until a "
            "step sets otherwise",
            nodefacts::boardDriverNames()),
-      {"<client>",
-       Placeholder::Name,
-       "Any name you choose for a client module: letters, digits and _",
-       0,
-       0,
-       {},
-       "_"},
-      {"<name>",
-       Placeholder::Name,
-       "A registry name: letters, digits, _, . and -",
-       0,
-       0,
-       {},
-       "_.-"},
+      name("<client>",
+           "Any name you choose for a client module: letters, digits and _",
+           "_"),
+      name("<name>", "A registry name: letters, digits, _, . and -", "_.-"),
       {"<bytes>", Placeholder::Rest,
        "Two hex digits a byte (01 02), or empty; `times N` may follow, N", 1,
        100000},
@@ -415,7 +410,7 @@ const std::vector<StepRow>& stepTable() {
       {"expect trace <matcher>",
        "A trace line since the last step that is no expectation.",
        &expectTrace},
-      {"expect no trace <matcher>", "No such trace line.", &expectNoTrace},
+      {"expect no trace <matcher>", "No such trace line.", &expectTrace},
       {"expect got <client> <channel> <port> <u32>",
        "The client's callback got this many messages.", &expectGot},
       {"expect got <client> <channel> <port> <u32> last <data>",
@@ -464,25 +459,16 @@ const std::vector<StepRow>& stepTable() {
   return rows;
 }
 
-std::vector<std::string> StepRow::form() const {
+std::vector<std::string> StepRow::words(bool result) const {
   std::istringstream in(usage);
   std::vector<std::string> words;
-  std::string word;
-  while (in >> word && word != "[=>") {
-    words.push_back(word);
-  }
-  return words;
-}
-
-std::vector<std::string> StepRow::result() const {
-  const std::string text = usage;
-  const std::size_t at = text.find("[=> ");
-  std::istringstream in(
-      at == std::string::npos ? "" : text.substr(at + 4, text.size() - at - 5));
-  std::vector<std::string> words;
-  std::string word;
-  while (in >> word) {
-    words.push_back(word);
+  bool inside = false;
+  for (std::string word; in >> word;) {
+    inside = inside || word == "[=>";
+    if (inside == result && word != "[=>") {
+      words.push_back(word.back() == ']' ? word.substr(0, word.size() - 1)
+                                         : word);
+    }
   }
   return words;
 }

@@ -15,7 +15,7 @@
 #include <string>
 
 #include "BuiltinScenario.h"
-#include "ScenarioRunner.h"
+#include "Scenario.h"
 
 // TRAFSIM_DEFAULT_LIBRARY, TRAFSIM_VERSION and TRAFSIM_SONAME come from the
 // build.
