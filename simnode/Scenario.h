@@ -12,7 +12,6 @@
 #define SIMNODE_SCENARIO_H
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -197,22 +196,19 @@ class ScenarioRunner {
   // "expected <what><wanted>, got <actual>" when they differ.
   bool same(const std::string& what, std::int64_t wanted, std::int64_t actual);
 
-  // The platform's calls into the module; `show` shows the status (and
-  // compares it with the step's "=> N").
+  // The platform's calls into the module. `lifecycle` calls "initialize"
+  // (with the HCC-D handler), "registerPhases" or "deinitialize" of the
+  // handler; `show` shows the status and compares it with the step's "=> N".
   bool load();
   bool unload();
   bool getInstance();
-  bool initialize(bool show);
-  bool deinitialize();
-  bool registerPhases(bool show);
+  bool lifecycle(const std::string& call, bool show);
   bool runPhase();
 
  private:
   void runStep(const Step& step);
   bool needModule();
   bool needHandler();
-  bool platformCall(const std::string& text,
-                    const std::function<std::uint32_t()>& call, bool show);
   // A client module's call, `times` times.
   bool callHandler(StepRow::Call call);
   // Shows `outcome` and compares it with the step's "=> ...".

@@ -147,37 +147,22 @@ bool ScenarioRunner::getInstance() {
   return true;
 }
 
-bool ScenarioRunner::platformCall(const std::string& text,
-                                  const std::function<std::uint32_t()>& call,
-                                  bool show) {
+bool ScenarioRunner::lifecycle(const std::string& call, bool show) {
   if (!needModule() || !needHandler()) {
     return false;
   }
-  m_report.call(Party::Platform, Party::TrafHandler, text);
-  const Outcome outcome{call()};
+  const bool initialize = call == "initialize";
+  m_report.call(Party::Platform, Party::TrafHandler,
+                call + (initialize ? "(HCC-D handler)" : "()"));
+  if (call == "deinitialize") {
+    m_module->deinitialize();
+    return true;
+  }
+  const Outcome outcome{initialize ? m_module->initialize(m_platform.hccd())
+                                   : m_module->registerPhases()};
   m_report.reply(Party::TrafHandler, Party::Platform,
                  std::to_string(outcome.value));
   return !show || expectOutcome(outcome);
-}
-
-bool ScenarioRunner::initialize(bool show) {
-  return platformCall(
-      "initialize(HCC-D handler)",
-      [this] { return m_module->initialize(m_platform.hccd()); }, show);
-}
-
-bool ScenarioRunner::deinitialize() {
-  if (!needModule() || !needHandler()) {
-    return false;
-  }
-  m_report.call(Party::Platform, Party::TrafHandler, "deinitialize()");
-  m_module->deinitialize();
-  return true;
-}
-
-bool ScenarioRunner::registerPhases(bool show) {
-  return platformCall(
-      "registerPhases()", [this] { return m_module->registerPhases(); }, show);
 }
 
 bool ScenarioRunner::runPhase() {

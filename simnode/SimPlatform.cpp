@@ -95,16 +95,10 @@ void SimPlatform::setModule(const standin::TrafHandlerModule* module) {
 
 std::string SimPlatform::entryName(rl::traf::HccdReceiveFunction entry) const {
   const std::lock_guard<std::mutex> lock(m_mutex);
-  if (entry == nullptr) {
-    return "none";
-  }
-  if (entry == m_entries[0]) {
-    return "hccDataReceivedCt1";
-  }
-  if (entry == m_entries[1]) {
-    return "hccDataReceivedCt2";
-  }
-  return "an unknown function";
+  return entry == nullptr        ? "none"
+         : entry == m_entries[0] ? standin::entry::kReceiveCt1
+         : entry == m_entries[1] ? standin::entry::kReceiveCt2
+                                 : "an unknown function";
 }
 
 bool SimPlatform::receive(unsigned int ctIndex, unsigned int portIndex,
@@ -178,36 +172,36 @@ void SimPlatform::setRegistryEntry(const std::string& name,
                                    RegistryEntry entry) {
   InterfaceBroker& registry = *InterfaceBroker::getInstance();
   (void)registry.unregisterInterface(name, nullptr);
+  IInterface* object = nullptr;
   switch (entry) {
     case RegistryEntry::FrameFormat:
       // Earlier objects stay alive: the module may still hold them.
       m_frameFormats.push_back(
           std::make_unique<standin::FakeFrameFormat>(0, 0));
-      (void)registry.registerInterface(name, m_frameFormats.back().get());
-      return;
+      object = m_frameFormats.back().get();
+      break;
     case RegistryEntry::Foreign:
-      (void)registry.registerInterface(name, m_foreign.get());
-      return;
+      object = m_foreign.get();
+      break;
     case RegistryEntry::Null:
-      (void)registry.registerInterface(name, nullptr);
-      return;
+      break;
     case RegistryEntry::Missing:
       return;
   }
+  (void)registry.registerInterface(name, object);
 }
 
 bool SimPlatform::loadFrameFormat(std::uint32_t channel, std::int32_t fecType,
                                   std::uint32_t xauiPacketSize) {
-  const std::string name = "IFrameFormat_" + std::to_string(channel);
-  IInterface* const entry = InterfaceBrokerControl::entry(name);
-  for (const auto& frameFormat : m_frameFormats) {
-    if (frameFormat.get() == entry) {
-      frameFormat->setFecType(fecType);
-      frameFormat->setXauiPacketSize(xauiPacketSize);
-      return true;
-    }
+  // Only this platform registers objects of the stand-in's class.
+  auto* const frameFormat = dynamic_cast<standin::FakeFrameFormat*>(
+      InterfaceBrokerControl::entry("IFrameFormat_" + std::to_string(channel)));
+  if (frameFormat == nullptr) {
+    return false;
   }
-  return false;
+  frameFormat->setFecType(fecType);
+  frameFormat->setXauiPacketSize(xauiPacketSize);
+  return true;
 }
 
 // The shipped recording callback, as a client of the scenario behaves.

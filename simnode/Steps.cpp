@@ -14,6 +14,10 @@ namespace trafsim {
 namespace {
 
 using Runner = ScenarioRunner;
+using Handler = ITrafHandler;
+using standin::TraceRecord;
+using standin::FakeDriverLayer;
+using standin::TraceControl;
 
 constexpr std::int64_t kU32Max = 0xFFFFFFFF;
 
@@ -61,9 +65,9 @@ std::string hexBytes(const std::vector<unsigned char>& bytes) {
 
 // The first trace line since the last step that is no expectation that the
 // step's matcher matches; null when none does.
-std::optional<standin::TraceRecord> findTrace(Runner& r) {
+std::optional<TraceRecord> findTrace(Runner& r) {
   const TraceMatcher& m = r.step().matcher;
-  for (const standin::TraceRecord& record : standin::TraceControl::records()) {
+  for (const TraceRecord& record : TraceControl::records()) {
     if (record.object == "OVT.TRAF" && (!m.level || *m.level == record.level) &&
         (!m.function || *m.function == record.function) &&
         (!m.text ||
@@ -78,7 +82,7 @@ std::optional<standin::TraceRecord> findTrace(Runner& r) {
 // `expect trace` and `expect no trace`.
 bool expectTrace(Runner& r) {
   const TraceMatcher& m = r.step().matcher;
-  const std::optional<standin::TraceRecord> found = findTrace(r);
+  const std::optional<TraceRecord> found = findTrace(r);
   if (r.step().row->form()[1] == "no") {
     return !found ||
            r.fail("unexpected trace line: L" +
@@ -125,7 +129,7 @@ bool expectDriver(Runner& r) {
   const std::string& what = r.word(1);
   std::int64_t actual = r.driver().value();
   if (what == "requests") {
-    const auto names = standin::FakeDriverLayer::instance().requestedNames();
+    const auto names = FakeDriverLayer::instance().requestedNames();
     actual = std::count(names.begin(), names.end(), r.word(0));
   } else if (what != "value") {
     const auto kind = what == "writes" ? standin::FakeDriver::Call::Write
@@ -261,19 +265,22 @@ const std::vector<StepRow>& stepTable() {
       {"getInstance <count>", "Calls getInstance with the number of channels.",
        [](Runner& r) { return r.getInstance(); }},
       {"initialize [=> N]", "Calls initialize with the HCC-D handler.",
-       [](Runner& r) { return r.initialize(true); }},
+       [](Runner& r) { return r.lifecycle("initialize", true); }},
       {"deinitialize", "Calls deinitialize.",
-       [](Runner& r) { return r.deinitialize(); }},
+       [](Runner& r) { return r.lifecycle("deinitialize", false); }},
       {"registerPhases [=> N]", "Calls registerPhases.",
-       [](Runner& r) { return r.registerPhases(true); }},
+       [](Runner& r) { return r.lifecycle("registerPhases", true); }},
       {"startup <count>",
        "load, getInstance <count>, initialize, registerPhases.",
        [](Runner& r) {
-         return r.load() && r.getInstance() && r.initialize(false) &&
-                r.registerPhases(false);
+         return r.load() && r.getInstance() &&
+                r.lifecycle("initialize", false) &&
+                r.lifecycle("registerPhases", false);
        }},
       {"shutdown", "deinitialize, unload.",
-       [](Runner& r) { return r.deinitialize() && r.unload(); }},
+       [](Runner& r) {
+         return r.lifecycle("deinitialize", false) && r.unload();
+       }},
       {"phase <phase> [=> N]",
        "The module manager runs the phase on every module object.",
        [](Runner& r) { return r.runPhase(); }},
@@ -285,8 +292,7 @@ const std::vector<StepRow>& stepTable() {
       {"driver <driver> get-status <i32>",
        "CDriver_GetInterface answers this status for the driver.",
        [](Runner& r) {
-         standin::FakeDriverLayer::instance().setGetInterfaceStatus(r.word(0),
-                                                                    r.i32(0));
+         FakeDriverLayer::instance().setGetInterfaceStatus(r.word(0), r.i32(0));
        }},
       {"driver <driver> write-status <i32>",
        "The driver's write answers this status.",
@@ -325,14 +331,12 @@ const std::vector<StepRow>& stepTable() {
       {"hccd status <i32>", "The HCC-D handler answers this status.",
        [](Runner& r) { r.platform().hccd().setStatus(r.i32(0)); }},
       {"trace <threshold>", "OVT.TRAF trace levels 1 to this one on.",
-       [](Runner& r) {
-         standin::TraceControl::setThreshold("OVT.TRAF", r.u32(0));
-       }},
+       [](Runner& r) { TraceControl::setThreshold("OVT.TRAF", r.u32(0)); }},
       {"trace <level> on|off", "One OVT.TRAF trace level on or off.",
        [](Runner& r) {
-         standin::TraceControl::setLevelEnabled(
-             "OVT.TRAF", static_cast<QelTraceLevel>(r.u32(0)),
-             r.choice(0) == 0);
+         TraceControl::setLevelEnabled("OVT.TRAF",
+                                       static_cast<QelTraceLevel>(r.u32(0)),
+                                       r.choice(0) == 0);
        }},
       {"client <client> normal|throws|throws-unknown",
        "How the client's callbacks behave.",
@@ -356,7 +360,7 @@ const std::vector<StepRow>& stepTable() {
       // The ITrafHandler operations, called as a client module calls them.
       {"hccdControllerStartStop <channel> <action> [=> N]",
        "Starts or stops the channel's HCC-D service.",
-       [](Runner& r, ITrafHandler& h) -> Outcome {
+       [](Runner& r, Handler& h) -> Outcome {
          return {h.hccdControllerStartStop(r.channel(), r.action(1))};
        }},
       {"hccdControllerSendMessage <client> <channel> <port> <bytes> [=> N]",
@@ -364,7 +368,7 @@ const std::vector<StepRow>& stepTable() {
        &sendMessage},
       {"hccdControllerRegisterPort <client> <channel> <port> [=> N]",
        "The client registers its callback (client null: none).",
-       [](Runner& r, ITrafHandler& h) -> Outcome {
+       [](Runner& r, Handler& h) -> Outcome {
          return {h.hccdControllerRegisterPort(
              r.channel(), static_cast<ITrafHandler::HccdPortId>(r.u32(1)),
              r.word(0) == "null"
@@ -373,36 +377,36 @@ const std::vector<StepRow>& stepTable() {
        }},
       {"mlmSetChannelStatus <channel> <action> [=> N]",
        "Sets the channel's status.",
-       [](Runner& r, ITrafHandler& h) -> Outcome {
+       [](Runner& r, Handler& h) -> Outcome {
          return {h.mlmSetChannelStatus(r.channel(), r.action(1))};
        }},
       {"mlmGetAisRdi <channel> [=> N ais V rdi V rdiRemote V]",
        "Reads the channel's AIS and RDI flags.", &getAisRdi},
       {"rliForceUnlockInsertion <channel> <bool> [=> N]",
        "Forces unlock insertion on or off.",
-       [](Runner& r, ITrafHandler& h) -> Outcome {
+       [](Runner& r, Handler& h) -> Outcome {
          return {h.rliForceUnlockInsertion(r.channel(), r.word(0) == "true")};
        }},
       {"rliResetI2C <channel> [=> N]", "Resets the channel's I2C bus.",
-       [](Runner& r, ITrafHandler& h) -> Outcome {
+       [](Runner& r, Handler& h) -> Outcome {
          return {h.rliResetI2C(r.channel())};
        }},
       {"getNumberOfNativeRlChannel [=> N]",
        "The number of native radio-link channels.",
-       [](Runner& /*r*/, ITrafHandler& h) -> Outcome {
+       [](Runner& /*r*/, Handler& h) -> Outcome {
          return {h.getNumberOfNativeRlChannel()};
        }},
       {"rlaGetRatesForTaps <channel> [=> N dsp V idle V]",
        "Reads the channel's tap rates.", &getRates},
       {"isLinkUp <channel> [=> true|false]",
        "Whether the channel's link is up.",
-       [](Runner& r, ITrafHandler& h) -> Outcome {
+       [](Runner& r, Handler& h) -> Outcome {
          return {h.isLinkUp(r.channel())};
        }},
       {"dspIfGetXauiPacketSize [=> N size V]", "Reads the XAUI packet size.",
        &getXaui},
       {"dspIfSetXauiPacketSize <u32> [=> N]", "Sets the XAUI packet size.",
-       [](Runner& r, ITrafHandler& h) -> Outcome {
+       [](Runner& r, Handler& h) -> Outcome {
          return {h.dspIfSetXauiPacketSize(r.u32(0))};
        }},
 
