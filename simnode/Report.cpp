@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <iomanip>
-#include <sstream>
 
 namespace trafsim {
 
@@ -106,13 +106,13 @@ std::uint64_t Report::counted(Traffic traffic, std::uint32_t channel,
 
 void Report::phaseRun(const std::string& phase, unsigned int moduleId,
                       unsigned int status) {
-  std::ostringstream result;
-  result << status;
+  char hex[16] = "";
   if (status != 0) {
-    result << " (0x" << std::hex << status << ')';
+    (void)std::snprintf(hex, sizeof hex, " (0x%x)", status);
   }
   const std::lock_guard<std::mutex> lock(m_mutex);
-  m_phases.push_back({phase, std::to_string(moduleId), result.str()});
+  m_phases.push_back(
+      {phase, std::to_string(moduleId), std::to_string(status) + hex});
 }
 
 void Report::met() {
@@ -125,12 +125,7 @@ void Report::failed(const std::string& where, const std::string& what) {
   m_failures.push_back(where + ": " + what);
 }
 
-std::size_t Report::failures() const {
-  const std::lock_guard<std::mutex> lock(m_mutex);
-  return m_failures.size();
-}
-
-void Report::finish() {
+bool Report::finish() {
   const std::lock_guard<std::mutex> lock(m_mutex);
   if (!m_quiet) {
     std::vector<Row> traffic{{"channel", "port id"}};
@@ -154,13 +149,14 @@ void Report::finish() {
   }
   if (m_failures.empty()) {
     m_out << "All " << m_met << " expectations met.\n";
-    return;
+    return true;
   }
   m_out << m_failures.size() << " of " << (m_met + m_failures.size())
         << " expectations failed:\n";
   for (const std::string& failure : m_failures) {
     m_out << "  " << failure << '\n';
   }
+  return false;
 }
 
 void Report::call(Party from, Party to, const std::string& text,

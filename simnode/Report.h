@@ -56,11 +56,10 @@ class Report {
                 unsigned int status);
   void met();
   void failed(const std::string& where, const std::string& what);
-  std::size_t failures() const;
 
   // The tables (unless quiet), then "All 12 expectations met." or the
-  // failed ones, one per line.
-  void finish();
+  // failed ones, one per line; true when none failed.
+  bool finish();
 
   // A call between two parties, and its reply; `client` names the client
   // where `from` or `to` is one.

@@ -252,9 +252,8 @@ Clients::Behaviour Clients::behaviour(const std::string& client) const {
   return it == m_behaviours.end() ? Behaviour::Normal : it->second;
 }
 
-ITrafHandler::HccdPortCallback& Clients::callback(const std::string& client,
-                                                  std::uint32_t channel,
-                                                  std::uint32_t portId) {
+trafhandler_testing::RecordingHccdPortCallback& Clients::callback(
+    const std::string& client, std::uint32_t channel, std::uint32_t portId) {
   const std::lock_guard<std::mutex> lock(m_mutex);
   const Key key{client, channel, portId};
   std::unique_ptr<PortCallback>& slot = m_callbacks[key];
@@ -262,17 +261,6 @@ ITrafHandler::HccdPortCallback& Clients::callback(const std::string& client,
     slot = std::make_unique<PortCallback>(*this, key);
   }
   return *slot;
-}
-
-std::vector<trafhandler_testing::ReceivedHccdMessage> Clients::received(
-    const std::string& client, std::uint32_t channel,
-    std::uint32_t portId) const {
-  const std::lock_guard<std::mutex> lock(m_mutex);
-  const auto it = m_callbacks.find({client, channel, portId});
-  if (it == m_callbacks.end()) {
-    return {};
-  }
-  return it->second->messages();
 }
 
 }  // namespace trafsim

@@ -138,14 +138,9 @@ class Clients {
   void setBehaviour(const std::string& client, Behaviour behaviour);
 
   // The callback `client` registers for `portId` of `channel`, made on
-  // first use.
-  ITrafHandler::HccdPortCallback& callback(const std::string& client,
-                                           std::uint32_t channel,
-                                           std::uint32_t portId);
-  // What that callback got, oldest first; none when it was never made.
-  std::vector<trafhandler_testing::ReceivedHccdMessage> received(
-      const std::string& client, std::uint32_t channel,
-      std::uint32_t portId) const;
+  // first use; it records what it gets.
+  trafhandler_testing::RecordingHccdPortCallback& callback(
+      const std::string& client, std::uint32_t channel, std::uint32_t portId);
 
  private:
   class PortCallback;

@@ -1,7 +1,6 @@
 // The scenario language: its placeholders and its steps, one row each with
 // what the step does, and the reference written from them.
 #include <algorithm>
-#include <cstdio>
 #include <sstream>
 
 #include "InterfaceBrokerControl.h"
@@ -15,11 +14,12 @@ namespace {
 
 using Runner = ScenarioRunner;
 using Handler = ITrafHandler;
-using standin::TraceRecord;
 using standin::FakeDriverLayer;
 using standin::TraceControl;
+using standin::TraceRecord;
 
 constexpr std::int64_t kU32Max = 0xFFFFFFFF;
+constexpr char kHex[] = "0123456789abcdef";
 
 // What an unsigned output holds until the handler writes it; shown as
 // "unset".
@@ -56,9 +56,8 @@ std::vector<std::string> phaseNames() {
 std::string hexBytes(const std::vector<unsigned char>& bytes) {
   std::string text;
   for (const unsigned char byte : bytes) {
-    char hex[4];
-    (void)std::snprintf(hex, sizeof hex, "%02x", static_cast<unsigned>(byte));
-    text += (text.empty() ? "" : " ") + std::string(hex);
+    text += (text.empty() ? "" : " ") + std::string{kHex[byte >> 4U]} +
+            kHex[byte & 15U];
   }
   return text.empty() ? "empty" : text;
 }
@@ -104,7 +103,8 @@ bool expectTrace(Runner& r) {
 }
 
 bool expectGot(Runner& r) {
-  const auto received = r.clients().received(r.word(0), r.u32(0), r.u32(1));
+  const auto received =
+      r.clients().callback(r.word(0), r.u32(0), r.u32(1)).messages();
   const std::string callback = "client " + r.word(0) + " on channel " +
                                std::to_string(r.u32(0)) + " port " +
                                std::to_string(r.u32(1)) + ": ";
@@ -155,7 +155,7 @@ bool expectBinding(Runner& r) {
                 std::to_string(r.u32(0)) + " is bound to " + name);
 }
 
-Outcome sendMessage(Runner& r, ITrafHandler& h) {
+Outcome sendMessage(Runner& r, Handler& h) {
   // The handler gets a buffer of its own each time, as from a client.
   std::vector<unsigned char> data = r.step().bytes;
   const std::size_t before = r.platform().hccd().sendCount();
@@ -172,26 +172,26 @@ Outcome sendMessage(Runner& r, ITrafHandler& h) {
   return {status, {}, kTrafficNames[static_cast<int>(traffic)]};
 }
 
-Outcome getAisRdi(Runner& r, ITrafHandler& h) {
+// The outputs are read after the call: a braced list is evaluated in order.
+Outcome getAisRdi(Runner& r, Handler& h) {
   // Set apart from each other so that a write would show.
   bool ais = true;
   bool rdi = false;
   bool rdiRemote = true;
-  const std::int64_t status = h.mlmGetAisRdi(r.channel(), ais, rdi, rdiRemote);
-  return {status, {{"ais", ais}, {"rdi", rdi}, {"rdiRemote", rdiRemote}}};
+  return {h.mlmGetAisRdi(r.channel(), ais, rdi, rdiRemote),
+          {{"ais", ais}, {"rdi", rdi}, {"rdiRemote", rdiRemote}}};
 }
 
-Outcome getRates(Runner& r, ITrafHandler& h) {
+Outcome getRates(Runner& r, Handler& h) {
   unsigned int dsp = kUnwritten;
   unsigned int idle = kUnwritten;
-  const std::int64_t status = h.rlaGetRatesForTaps(r.channel(), dsp, idle);
-  return {status, {{"dsp", output(dsp)}, {"idle", output(idle)}}};
+  return {h.rlaGetRatesForTaps(r.channel(), dsp, idle),
+          {{"dsp", output(dsp)}, {"idle", output(idle)}}};
 }
 
-Outcome getXaui(Runner& /*r*/, ITrafHandler& h) {
+Outcome getXaui(Runner& /*r*/, Handler& h) {
   unsigned int size = kUnwritten;
-  const std::int64_t status = h.dspIfGetXauiPacketSize(size);
-  return {status, {{"size", output(size)}}};
+  return {h.dspIfGetXauiPacketSize(size), {{"size", output(size)}}};
 }
 
 // `text` indented by four blanks, wrapped before column 80.
