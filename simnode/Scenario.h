@@ -22,7 +22,7 @@
 #include "ITrafHandler.h"
 #include "ModuleLoader.h"
 #include "Report.h"
-#include "SimPlatform.h"
+#include "SimNode.h"
 
 namespace trafsim {
 
@@ -159,8 +159,7 @@ std::vector<std::string> parseScenario(const std::string& file,
 // the trace records while it exists.
 class ScenarioRunner {
  public:
-  ScenarioRunner(std::string libraryPath, SimPlatform& platform,
-                 Clients& clients, Report& report);
+  ScenarioRunner(std::string libraryPath, SimNode& node, Report& report);
   ~ScenarioRunner();
 
   ScenarioRunner(const ScenarioRunner&) = delete;
@@ -170,8 +169,7 @@ class ScenarioRunner {
 
   // What the steps (Steps.cpp) work with: the node's parts, and the running
   // step and its arguments, numbers as the 32-bit values it gave.
-  SimPlatform& platform() { return m_platform; }
-  Clients& clients() { return m_clients; }
+  SimNode& node() { return m_node; }
   Report& report() { return m_report; }
   const Step& step() const { return *m_step; }
   std::uint32_t u32(std::size_t i) const {
@@ -215,8 +213,7 @@ class ScenarioRunner {
   bool expectOutcome(const Outcome& outcome);
 
   const std::string m_libraryPath;
-  SimPlatform& m_platform;
-  Clients& m_clients;
+  SimNode& m_node;
   Report& m_report;
   std::unique_ptr<standin::TrafHandlerModule> m_module;
   ITrafHandler* m_handler = nullptr;

@@ -27,14 +27,11 @@ std::string shown(const Outcome& outcome, const char* separator,
 
 }  // namespace
 
-ScenarioRunner::ScenarioRunner(std::string libraryPath, SimPlatform& platform,
-                               Clients& clients, Report& report)
-    : m_libraryPath(std::move(libraryPath)),
-      m_platform(platform),
-      m_clients(clients),
-      m_report(report) {
+ScenarioRunner::ScenarioRunner(std::string libraryPath, SimNode& node,
+                               Report& report)
+    : m_libraryPath(std::move(libraryPath)), m_node(node), m_report(report) {
   standin::TraceControl::setPrinter([this](const auto& record) {
-    m_report.trace(record, m_platform.isTransportThread());
+    m_report.trace(record, m_node.isTransportThread());
   });
 }
 
@@ -59,7 +56,7 @@ void ScenarioRunner::run(const Scenario& scenario) {
 
 void ScenarioRunner::runStep(const Step& step) {
   if (step.isExpectation()) {
-    m_platform.waitUntilDelivered();
+    m_node.waitUntilDelivered();
   } else {
     standin::TraceControl::clearRecords();
   }
@@ -118,7 +115,7 @@ bool ScenarioRunner::load() {
   if (!m_module) {
     return fail("cannot load " + m_libraryPath + ": " + why);
   }
-  m_platform.setModule(m_module.get());
+  m_node.setModule(m_module.get());
   return true;
 }
 
@@ -127,8 +124,8 @@ bool ScenarioRunner::unload() {
     return false;
   }
   // Nothing may still be on its way into the library's entries.
-  m_platform.waitUntilDelivered();
-  m_platform.setModule(nullptr);
+  m_node.waitUntilDelivered();
+  m_node.setModule(nullptr);
   m_handler = nullptr;
   m_report.call(Party::Platform, Party::TrafHandler, "dlclose");
   std::string why;
@@ -158,7 +155,7 @@ bool ScenarioRunner::lifecycle(const std::string& call, bool show) {
     m_module->deinitialize();
     return true;
   }
-  const Outcome outcome{initialize ? m_module->initialize(m_platform.hccd())
+  const Outcome outcome{initialize ? m_module->initialize(m_node.hccd())
                                    : m_module->registerPhases()};
   m_report.reply(Party::TrafHandler, Party::Platform,
                  std::to_string(outcome.value));
@@ -223,7 +220,7 @@ bool ScenarioRunner::callHandler(StepRow::Call call) {
   }
   const std::string text = form[0] + '(' + arguments + ')';
   std::string firstError;
-  m_platform.hold(true);
+  m_node.hold(true);
   for (std::uint32_t i = 0; i < step().times; ++i) {
     m_report.call(Party::Client, Party::TrafHandler, text, client);
     const Outcome outcome = call(*this, *m_handler);
@@ -233,7 +230,7 @@ bool ScenarioRunner::callHandler(StepRow::Call call) {
       firstError = m_error;
     }
   }
-  m_platform.hold(false);
+  m_node.hold(false);
   return firstError.empty() || fail(firstError);
 }
 

@@ -104,7 +104,7 @@ bool expectTrace(Runner& r) {
 
 bool expectGot(Runner& r) {
   const auto received =
-      r.clients().callback(r.word(0), r.u32(0), r.u32(1)).messages();
+      r.node().callback(r.word(0), r.u32(0), r.u32(1)).messages();
   const std::string callback = "client " + r.word(0) + " on channel " +
                                std::to_string(r.u32(0)) + " port " +
                                std::to_string(r.u32(1)) + ": ";
@@ -143,13 +143,13 @@ bool expectDriver(Runner& r) {
 
 bool expectBinding(Runner& r) {
   rl::traf::HccdReceiveFunction bound = nullptr;
-  for (const auto& call : r.platform().hccd().calls()) {
+  for (const auto& call : r.node().hccd().calls()) {
     if (call.kind == standin::FakeHccdHandler::Call::Register &&
         call.ctIndex == r.u32(0) && call.portIndex == r.u32(1)) {
       bound = call.binding.receiveFunction;
     }
   }
-  const std::string name = r.platform().entryName(bound);
+  const std::string name = r.node().entryName(bound);
   return name == r.word(0) ||
          r.fail("port index " + std::to_string(r.u32(1)) + " of ct " +
                 std::to_string(r.u32(0)) + " is bound to " + name);
@@ -158,14 +158,14 @@ bool expectBinding(Runner& r) {
 Outcome sendMessage(Runner& r, Handler& h) {
   // The handler gets a buffer of its own each time, as from a client.
   std::vector<unsigned char> data = r.step().bytes;
-  const std::size_t before = r.platform().hccd().sendCount();
+  const std::size_t before = r.node().hccd().sendCount();
   const std::int64_t status = h.hccdControllerSendMessage(
       r.channel(), static_cast<ITrafHandler::HccdPortId>(r.u32(1)),
       data.empty() ? nullptr : data.data(),
       static_cast<unsigned int>(data.size()));
   // A status of 0 that reached no HCC-D handler is a dropped message.
   const Traffic traffic = status != 0 ? Traffic::Refused
-                          : r.platform().hccd().sendCount() > before
+                          : r.node().hccd().sendCount() > before
                               ? Traffic::Sent
                               : Traffic::Dropped;
   r.report().count(traffic, r.u32(0), r.u32(1));
@@ -318,18 +318,18 @@ const std::vector<StepRow>& stepTable() {
       {"registry <name> frame-format|foreign|null|missing",
        "What the interface registry holds under the name.",
        [](Runner& r) {
-         r.platform().setRegistryEntry(
-             r.word(0), static_cast<SimPlatform::RegistryEntry>(r.choice(0)));
+         r.node().setRegistryEntry(
+             r.word(0), static_cast<SimNode::RegistryEntry>(r.choice(0)));
        }},
       {"frame-format <channel> fec <i32> xaui <u32>",
        "The platform loads a frame format on the channel.",
        [](Runner& r) {
-         return r.platform().loadFrameFormat(r.u32(0), r.i32(1), r.u32(2)) ||
+         return r.node().loadFrameFormat(r.u32(0), r.i32(1), r.u32(2)) ||
                 r.fail("IFrameFormat_" + std::to_string(r.u32(0)) +
                        " is no frame format of the platform");
        }},
       {"hccd status <i32>", "The HCC-D handler answers this status.",
-       [](Runner& r) { r.platform().hccd().setStatus(r.i32(0)); }},
+       [](Runner& r) { r.node().hccd().setStatus(r.i32(0)); }},
       {"trace <threshold>", "OVT.TRAF trace levels 1 to this one on.",
        [](Runner& r) { TraceControl::setThreshold("OVT.TRAF", r.u32(0)); }},
       {"trace <level> on|off", "One OVT.TRAF trace level on or off.",
@@ -341,21 +341,21 @@ const std::vector<StepRow>& stepTable() {
       {"client <client> normal|throws|throws-unknown",
        "How the client's callbacks behave.",
        [](Runner& r) {
-         r.clients().setBehaviour(r.word(0),
-                                  static_cast<Clients::Behaviour>(r.choice(0)));
+         r.node().setBehaviour(r.word(0),
+                               static_cast<SimNode::Behaviour>(r.choice(0)));
        }},
       {"receive <ct> <index> <bytes>",
        "Data from the far end on a port index of a ct.",
        [](Runner& r) {
          for (std::uint32_t i = 0; i < r.step().times; ++i) {
-           if (!r.platform().receive(r.u32(0), r.u32(1), r.step().bytes)) {
+           if (!r.node().receive(r.u32(0), r.u32(1), r.step().bytes)) {
              return r.fail("no module loaded to receive the data");
            }
          }
          return true;
        }},
       {"wait", "Waits until the transport has delivered everything.",
-       [](Runner& r) { r.platform().waitUntilDelivered(); }},
+       [](Runner& r) { r.node().waitUntilDelivered(); }},
 
       // The ITrafHandler operations, called as a client module calls them.
       {"hccdControllerStartStop <channel> <action> [=> N]",
@@ -373,7 +373,7 @@ const std::vector<StepRow>& stepTable() {
              r.channel(), static_cast<ITrafHandler::HccdPortId>(r.u32(1)),
              r.word(0) == "null"
                  ? nullptr
-                 : &r.clients().callback(r.word(0), r.u32(0), r.u32(1)))};
+                 : &r.node().callback(r.word(0), r.u32(0), r.u32(1)))};
        }},
       {"mlmSetChannelStatus <channel> <action> [=> N]",
        "Sets the channel's status.",
@@ -435,7 +435,7 @@ const std::vector<StepRow>& stepTable() {
       {"expect service <ct> running|stopped",
        "Whether the ct's HCC-D service runs.",
        [](Runner& r) {
-         const bool running = r.platform().hccd().isServiceRunning(r.u32(0));
+         const bool running = r.node().hccd().isServiceRunning(r.u32(0));
          return running == (r.choice(0) == 0) ||
                 r.fail("the HCC-D service of ct " + std::to_string(r.u32(0)) +
                        (running ? " is running" : " is not running"));

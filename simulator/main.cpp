@@ -129,9 +129,8 @@ int runMain(int argc, char** argv) {
   report.line("Scenario " + name + (builtin ? " (built-in scenario)" : ""));
   standin::TraceControl::setThreshold("OVT.TRAF", traceLevel);
   {
-    trafsim::SimPlatform platform(report);
-    trafsim::Clients clients(report);
-    trafsim::ScenarioRunner runner(libraryPath, platform, clients, report);
+    trafsim::SimNode node(report);
+    trafsim::ScenarioRunner runner(libraryPath, node, report);
     runner.run(scenario);
   }
   const bool held = report.finish();

@@ -1,4 +1,4 @@
-#include "SimPlatform.h"
+#include "SimNode.h"
 
 #include <stdexcept>
 #include <utility>
@@ -17,7 +17,39 @@ class ForeignInterface : public IInterface {};
 
 }  // namespace
 
-SimPlatform::SimPlatform(Report& report)
+// The shipped recording callback, as a client of the scenario behaves.
+class SimNode::PortCallback
+    : public trafhandler_testing::RecordingHccdPortCallback {
+ public:
+  PortCallback(SimNode& node, Key key) : m_node(node), m_key(std::move(key)) {}
+
+  void onHccdDataReceived(unsigned char* data, unsigned int length,
+                          const ITrafHandler::HccdPortId& portId) override {
+    const auto& [client, channel, port] = m_key;
+    const std::string call = "onHccdDataReceived(portId " +
+                             std::to_string(static_cast<unsigned>(portId)) +
+                             ", " + byteCount(length) + ')';
+    m_node.m_report.call(Party::TrafHandler, Party::Client, call, client);
+    m_node.m_report.line("    [transport] client " + client + ": " + call);
+    RecordingHccdPortCallback::onHccdDataReceived(data, length, portId);
+    m_node.m_report.count(Traffic::Delivered, channel, port);
+    switch (m_node.behaviour(client)) {
+      case Behaviour::Normal:
+        return;
+      case Behaviour::Throws:
+        throw std::runtime_error("client " + client + " refuses the data");
+      case Behaviour::ThrowsUnknown:
+        // Deliberately no std::exception: what a careless client may throw.
+        throw 42;  // NOLINT(hicpp-exception-baseclass)
+    }
+  }
+
+ private:
+  SimNode& m_node;
+  const Key m_key;
+};
+
+SimNode::SimNode(Report& report)
     : m_report(report),
       m_foreign(std::make_unique<ForeignInterface>()),
       m_thread([this] { transport(); }) {
@@ -44,7 +76,7 @@ SimPlatform::SimPlatform(Report& report)
   m_hccd.setObserver([this](const auto& call) { hccdCalled(call); });
 }
 
-SimPlatform::~SimPlatform() {
+SimNode::~SimNode() {
   InterfaceBrokerControl::setObserver(nullptr);
   standin::FakeDriverLayer::instance().setObserver(nullptr);
   {
@@ -56,8 +88,8 @@ SimPlatform::~SimPlatform() {
   m_hccd.setObserver(nullptr);
 }
 
-void SimPlatform::driverCalled(const std::string& name,
-                               const standin::FakeDriver::Call* call) {
+void SimNode::driverCalled(const std::string& name,
+                           const standin::FakeDriver::Call* call) {
   std::string text = "CDriver_GetInterface(" + name + ')';
   if (call != nullptr) {
     const std::string status = " = " + std::to_string(call->status);
@@ -69,7 +101,7 @@ void SimPlatform::driverCalled(const std::string& name,
   m_report.call(Party::TrafHandler, Party::Drivers, text);
 }
 
-void SimPlatform::hccdCalled(const standin::FakeHccdHandler::Call& call) {
+void SimNode::hccdCalled(const standin::FakeHccdHandler::Call& call) {
   using Call = standin::FakeHccdHandler::Call;
   static const char* const kNames[] = {"startService", "stopService",
                                        "registerPort", "sendMessage"};
@@ -86,14 +118,14 @@ void SimPlatform::hccdCalled(const standin::FakeHccdHandler::Call& call) {
   }
 }
 
-void SimPlatform::setModule(const standin::TrafHandlerModule* module) {
+void SimNode::setModule(const standin::TrafHandlerModule* module) {
   const std::lock_guard<std::mutex> lock(m_mutex);
   for (unsigned int ct = 0; ct < 2; ++ct) {
     m_entries[ct] = module != nullptr ? module->receiveEntry(ct) : nullptr;
   }
 }
 
-std::string SimPlatform::entryName(rl::traf::HccdReceiveFunction entry) const {
+std::string SimNode::entryName(rl::traf::HccdReceiveFunction entry) const {
   const std::lock_guard<std::mutex> lock(m_mutex);
   return entry == nullptr        ? "none"
          : entry == m_entries[0] ? standin::entry::kReceiveCt1
@@ -101,8 +133,8 @@ std::string SimPlatform::entryName(rl::traf::HccdReceiveFunction entry) const {
                                  : "an unknown function";
 }
 
-bool SimPlatform::receive(unsigned int ctIndex, unsigned int portIndex,
-                          std::vector<unsigned char> data) {
+bool SimNode::receive(unsigned int ctIndex, unsigned int portIndex,
+                      std::vector<unsigned char> data) {
   {
     const std::lock_guard<std::mutex> lock(m_mutex);
     const rl::traf::HccdReceiveFunction entry = m_entries[ctIndex == 0 ? 0 : 1];
@@ -116,13 +148,13 @@ bool SimPlatform::receive(unsigned int ctIndex, unsigned int portIndex,
   return true;
 }
 
-void SimPlatform::waitUntilDelivered() {
+void SimNode::waitUntilDelivered() {
   std::unique_lock<std::mutex> lock(m_mutex);
   const std::uint64_t target = m_posted;
   m_drained.wait(lock, [&] { return m_delivered >= target; });
 }
 
-void SimPlatform::hold(bool held) {
+void SimNode::hold(bool held) {
   {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_held = held;
@@ -130,11 +162,11 @@ void SimPlatform::hold(bool held) {
   m_queued.notify_one();
 }
 
-bool SimPlatform::isTransportThread() const {
+bool SimNode::isTransportThread() const {
   return std::this_thread::get_id() == m_thread.get_id();
 }
 
-void SimPlatform::transport() {
+void SimNode::transport() {
   std::unique_lock<std::mutex> lock(m_mutex);
   for (;;) {
     m_queued.wait(lock,
@@ -154,7 +186,7 @@ void SimPlatform::transport() {
   }
 }
 
-void SimPlatform::deliver(Message& message) {
+void SimNode::deliver(Message& message) {
   const auto length = static_cast<unsigned int>(message.data.size());
   m_report.call(Party::HccdHandler, Party::TrafHandler,
                 entryName(message.entry) + "(portIndex " +
@@ -168,8 +200,7 @@ void SimPlatform::deliver(Message& message) {
                  std::to_string(result));
 }
 
-void SimPlatform::setRegistryEntry(const std::string& name,
-                                   RegistryEntry entry) {
+void SimNode::setRegistryEntry(const std::string& name, RegistryEntry entry) {
   InterfaceBroker& registry = *InterfaceBroker::getInstance();
   (void)registry.unregisterInterface(name, nullptr);
   IInterface* object = nullptr;
@@ -191,8 +222,8 @@ void SimPlatform::setRegistryEntry(const std::string& name,
   (void)registry.registerInterface(name, object);
 }
 
-bool SimPlatform::loadFrameFormat(std::uint32_t channel, std::int32_t fecType,
-                                  std::uint32_t xauiPacketSize) {
+bool SimNode::loadFrameFormat(std::uint32_t channel, std::int32_t fecType,
+                              std::uint32_t xauiPacketSize) {
   // Only this platform registers objects of the stand-in's class.
   auto* const frameFormat = dynamic_cast<standin::FakeFrameFormat*>(
       InterfaceBrokerControl::entry("IFrameFormat_" + std::to_string(channel)));
@@ -204,55 +235,18 @@ bool SimPlatform::loadFrameFormat(std::uint32_t channel, std::int32_t fecType,
   return true;
 }
 
-// The shipped recording callback, as a client of the scenario behaves.
-class Clients::PortCallback
-    : public trafhandler_testing::RecordingHccdPortCallback {
- public:
-  PortCallback(Clients& clients, Key key)
-      : m_clients(clients), m_key(std::move(key)) {}
-
-  void onHccdDataReceived(unsigned char* data, unsigned int length,
-                          const ITrafHandler::HccdPortId& portId) override {
-    const auto& [client, channel, port] = m_key;
-    const std::string call = "onHccdDataReceived(portId " +
-                             std::to_string(static_cast<unsigned>(portId)) +
-                             ", " + byteCount(length) + ')';
-    m_clients.m_report.call(Party::TrafHandler, Party::Client, call, client);
-    m_clients.m_report.line("    [transport] client " + client + ": " + call);
-    RecordingHccdPortCallback::onHccdDataReceived(data, length, portId);
-    m_clients.m_report.count(Traffic::Delivered, channel, port);
-    switch (m_clients.behaviour(client)) {
-      case Behaviour::Normal:
-        return;
-      case Behaviour::Throws:
-        throw std::runtime_error("client " + client + " refuses the data");
-      case Behaviour::ThrowsUnknown:
-        // Deliberately no std::exception: what a careless client may throw.
-        throw 42;  // NOLINT(hicpp-exception-baseclass)
-    }
-  }
-
- private:
-  Clients& m_clients;
-  const Key m_key;
-};
-
-Clients::Clients(Report& report) : m_report(report) {}
-
-Clients::~Clients() = default;
-
-void Clients::setBehaviour(const std::string& client, Behaviour behaviour) {
+void SimNode::setBehaviour(const std::string& client, Behaviour behaviour) {
   const std::lock_guard<std::mutex> lock(m_mutex);
   m_behaviours[client] = behaviour;
 }
 
-Clients::Behaviour Clients::behaviour(const std::string& client) const {
+SimNode::Behaviour SimNode::behaviour(const std::string& client) const {
   const std::lock_guard<std::mutex> lock(m_mutex);
   const auto it = m_behaviours.find(client);
   return it == m_behaviours.end() ? Behaviour::Normal : it->second;
 }
 
-trafhandler_testing::RecordingHccdPortCallback& Clients::callback(
+trafhandler_testing::RecordingHccdPortCallback& SimNode::callback(
     const std::string& client, std::uint32_t channel, std::uint32_t portId) {
   const std::lock_guard<std::mutex> lock(m_mutex);
   const Key key{client, channel, portId};

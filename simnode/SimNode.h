@@ -1,7 +1,7 @@
-// The node around the module as trafsim plays it: the platform (the stand-in
-// facilities set up as on a board with two radio channels, each of the
-// module's calls into them shown in the run's sequence, and the HCC-D
-// transport) and the client modules.
+// The node around the module as trafsim plays it: the platform's stand-in
+// facilities set up as on a board with two radio channels, the HCC-D
+// transport, and the client modules. Each of the module's calls into them is
+// shown in the run's sequence.
 //
 // Initially every driver of the board (`nodefacts::boardDriverNames`) exists
 // with the value 0 and answers status 0, "IFrameFormat_1" and
@@ -14,14 +14,20 @@
 // The HCC-D handler queues every message it sends (a loopback link: what goes
 // out on a port index of a ct comes back on the same one).
 //
+// A client gets one callback object per channel and port it registers: the
+// client kit's `RecordingHccdPortCallback`, which also shows each call in the
+// report, counts it as delivered, and behaves as its client is told: it
+// returns normally, throws a `std::runtime_error`, or throws something that
+// is no `std::exception`.
+//
 // Thread-safety: the set-up members belong to the scenario's thread; the
-// HCC-D handler and the drivers may be called from any thread, `receive`
-// too, and `waitUntilDelivered` from any but the transport's (a receive
-// callback must not wait for itself). Objects handed to the module (frame
-// formats, the HCC-D handler) live as long as the platform, which delivers
-// what is still queued before it goes.
-#ifndef SIMNODE_SIMPLATFORM_H
-#define SIMNODE_SIMPLATFORM_H
+// HCC-D handler, the drivers, `receive` and the clients' members may be
+// called from any thread, and `waitUntilDelivered` from any but the
+// transport's (a receive callback must not wait for itself). Objects handed
+// to the module (frame formats, the HCC-D handler, callbacks) live as long as
+// the node, which delivers what is still queued before it goes.
+#ifndef SIMNODE_SIMNODE_H
+#define SIMNODE_SIMNODE_H
 
 #include <condition_variable>
 #include <cstdint>
@@ -43,17 +49,19 @@
 
 namespace trafsim {
 
-class SimPlatform {
+class SimNode {
  public:
-  // In the order of the step "registry <name>
-  // frame-format|foreign|null|missing".
+  // In the order of the words of the steps "registry <name>
+  // frame-format|foreign|null|missing" and "client <client>
+  // normal|throws|throws-unknown".
   enum class RegistryEntry { FrameFormat, Foreign, Null, Missing };
+  enum class Behaviour { Normal, Throws, ThrowsUnknown };
 
-  explicit SimPlatform(Report& report);
-  ~SimPlatform();
+  explicit SimNode(Report& report);
+  ~SimNode();
 
-  SimPlatform(const SimPlatform&) = delete;
-  SimPlatform& operator=(const SimPlatform&) = delete;
+  SimNode(const SimNode&) = delete;
+  SimNode& operator=(const SimNode&) = delete;
 
   // The HCC-D handler the module is given.
   standin::FakeHccdHandler& hccd() { return m_hccd; }
@@ -83,7 +91,15 @@ class SimPlatform {
   bool loadFrameFormat(std::uint32_t channel, std::int32_t fecType,
                        std::uint32_t xauiPacketSize);
 
+  void setBehaviour(const std::string& client, Behaviour behaviour);
+  // The callback `client` registers for `portId` of `channel`, made on
+  // first use; it records what it gets.
+  trafhandler_testing::RecordingHccdPortCallback& callback(
+      const std::string& client, std::uint32_t channel, std::uint32_t portId);
+
  private:
+  class PortCallback;
+  using Key = std::tuple<std::string, std::uint32_t, std::uint32_t>;
   struct Message {
     rl::traf::HccdReceiveFunction entry;
     unsigned int portIndex;
@@ -95,14 +111,18 @@ class SimPlatform {
                     const standin::FakeDriver::Call* call);
   void transport();
   void deliver(Message& message);
+  Behaviour behaviour(const std::string& client) const;
 
   Report& m_report;
   std::vector<std::unique_ptr<standin::FakeFrameFormat>> m_frameFormats;
   std::unique_ptr<IInterface> m_foreign;
   standin::FakeHccdHandler m_hccd;
-  // The transport's: the loaded module's entries, the queue and its counts.
+  // The transport's (the loaded module's entries, the queue and its counts)
+  // and the clients'.
   mutable std::mutex m_mutex;
   rl::traf::HccdReceiveFunction m_entries[2] = {nullptr, nullptr};
+  std::map<std::string, Behaviour> m_behaviours;
+  std::map<Key, std::unique_ptr<PortCallback>> m_callbacks;
   std::condition_variable m_queued;
   std::condition_variable m_drained;
   std::deque<Message> m_queue;
@@ -113,47 +133,6 @@ class SimPlatform {
   std::thread m_thread;  // last: starts once everything above exists
 };
 
-// The client modules of a scenario: each registers callbacks for HCC-D
-// ports and records what they receive.
-//
-// A client gets one callback object per channel and port it registers: the
-// client kit's `RecordingHccdPortCallback`, which also shows each call in the
-// report, counts it as delivered, and behaves as its client is told: it
-// returns normally, throws a `std::runtime_error`, or throws something that
-// is no `std::exception`.
-//
-// Thread-safety: callbacks run on the transport's thread; every member may
-// be called from any thread. Callback objects live as long as `Clients`.
-class Clients {
- public:
-  // In the order of the step "client <client> normal|throws|throws-unknown".
-  enum class Behaviour { Normal, Throws, ThrowsUnknown };
-
-  explicit Clients(Report& report);
-  ~Clients();
-
-  Clients(const Clients&) = delete;
-  Clients& operator=(const Clients&) = delete;
-
-  void setBehaviour(const std::string& client, Behaviour behaviour);
-
-  // The callback `client` registers for `portId` of `channel`, made on
-  // first use; it records what it gets.
-  trafhandler_testing::RecordingHccdPortCallback& callback(
-      const std::string& client, std::uint32_t channel, std::uint32_t portId);
-
- private:
-  class PortCallback;
-  using Key = std::tuple<std::string, std::uint32_t, std::uint32_t>;
-
-  Behaviour behaviour(const std::string& client) const;
-
-  Report& m_report;
-  mutable std::mutex m_mutex;
-  std::map<std::string, Behaviour> m_behaviours;
-  std::map<Key, std::unique_ptr<PortCallback>> m_callbacks;
-};
-
 }  // namespace trafsim
 
-#endif  // SIMNODE_SIMPLATFORM_H
+#endif  // SIMNODE_SIMNODE_H
