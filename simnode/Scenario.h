@@ -64,17 +64,14 @@ const Placeholder* findPlaceholder(const std::string& name);
 // true|false, then the outputs it names (V for a value). A form that starts
 // with "expect" is an expectation.
 //
-// What the step does is one of: `set` something up, which cannot fail;
-// `run`, false when the step cannot run or what it states does not hold;
+// What the step does is one of: `run`, which ends the step through the
+// runner's `fail` when it cannot run or what it states does not hold; or
 // `call` an `ITrafHandler` operation as a client module does, whose outcome
-// the runner shows and checks. The runner hands it the step's arguments and
-// takes its error.
+// the runner shows and checks. The runner hands it the step's arguments.
 struct StepRow {
-  using Set = void (*)(ScenarioRunner& runner);
-  using Run = bool (*)(ScenarioRunner& runner);
+  using Run = void (*)(ScenarioRunner& runner);
   using Call = Outcome (*)(ScenarioRunner& runner, ITrafHandler& handler);
 
-  StepRow(const char* u, const char* w, Set s) : usage(u), what(w), set(s) {}
   StepRow(const char* u, const char* w, Run r) : usage(u), what(w), run(r) {}
   StepRow(const char* u, const char* w, Call c) : usage(u), what(w), call(c) {}
 
@@ -85,7 +82,6 @@ struct StepRow {
 
   const char* usage;
   const char* what;
-  Set set = nullptr;
   Run run = nullptr;
   Call call = nullptr;
 
@@ -189,28 +185,30 @@ class ScenarioRunner {
   // The driver the step names first.
   standin::FakeDriver& driver() const;
 
-  // Why the running step failed; returns false.
-  bool fail(std::string why);
-  // "expected <what><wanted>, got <actual>" when they differ.
-  bool same(const std::string& what, std::int64_t wanted, std::int64_t actual);
+  // Ends the running step as failed, saying why; `check` unless `holds`;
+  // `same` with "expected <what><wanted>, got <actual>" when they differ.
+  [[noreturn]] static void fail(const std::string& why);
+  static void check(bool holds, const std::string& why);
+  static void same(const std::string& what, std::int64_t wanted,
+                   std::int64_t actual);
 
   // The platform's calls into the module. `lifecycle` calls "initialize"
   // (with the HCC-D handler), "registerPhases" or "deinitialize" of the
   // handler; `show` shows the status and compares it with the step's "=> N".
-  bool load();
-  bool unload();
-  bool getInstance();
-  bool lifecycle(const std::string& call, bool show);
-  bool runPhase();
+  void load();
+  void unload();
+  void getInstance();
+  void lifecycle(const std::string& call, bool show);
+  void runPhase();
 
  private:
   void runStep(const Step& step);
-  bool needModule();
-  bool needHandler();
+  // Fails unless a module is loaded, and its handler got where `handler`.
+  void need(bool handler) const;
   // A client module's call, `times` times.
-  bool callHandler(StepRow::Call call);
+  void callHandler(StepRow::Call call);
   // Shows `outcome` and compares it with the step's "=> ...".
-  bool expectOutcome(const Outcome& outcome);
+  void expectOutcome(const Outcome& outcome);
 
   const std::string m_libraryPath;
   SimNode& m_node;
@@ -218,7 +216,6 @@ class ScenarioRunner {
   std::unique_ptr<standin::TrafHandlerModule> m_module;
   ITrafHandler* m_handler = nullptr;
   const Step* m_step = nullptr;
-  std::string m_error;
 };
 
 }  // namespace trafsim

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <stdexcept>
 
 #include "ModuleManager.h"
 #include "NodeFacts.h"
@@ -9,6 +10,12 @@
 namespace trafsim {
 
 namespace {
+
+// What ends a step that cannot run or whose statement does not hold.
+class StepFailure : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 std::string valueText(std::int64_t value) {
   return value == kUnset ? "unset" : std::to_string(value);
@@ -36,7 +43,13 @@ ScenarioRunner::ScenarioRunner(std::string libraryPath, SimNode& node,
 }
 
 ScenarioRunner::~ScenarioRunner() {
-  (void)unload();
+  try {
+    if (m_module) {
+      unload();
+    }
+  } catch (const StepFailure&) {
+    // Nothing is left to tell it to: the run is over.
+  }
   standin::TraceControl::setPrinter(nullptr);
 }
 
@@ -48,9 +61,11 @@ void ScenarioRunner::run(const Scenario& scenario) {
     return;
   }
   m_report.line("end of scenario: unloading the module");
-  if (!unload()) {
-    m_report.error(m_error);
-    m_report.failed("end of scenario", m_error);
+  try {
+    unload();
+  } catch (const StepFailure& failure) {
+    m_report.error(failure.what());
+    m_report.failed("end of scenario", failure.what());
   }
 }
 
@@ -62,18 +77,18 @@ void ScenarioRunner::runStep(const Step& step) {
   }
   m_report.line(step.where + " | " + step.source);
   m_step = &step;
-  m_error.clear();
-  const StepRow& row = *step.row;
-  bool done = true;
-  if (row.set != nullptr) {
-    row.set(*this);
-  } else {
-    done = row.run != nullptr ? row.run(*this) : callHandler(row.call);
+  try {
+    if (step.row->run != nullptr) {
+      step.row->run(*this);
+    } else {
+      callHandler(step.row->call);
+    }
+  } catch (const StepFailure& failure) {
+    m_report.line("    FAILED " + step.where + ": " + failure.what());
+    m_report.failed(step.where, failure.what());
+    return;
   }
-  if (!done) {
-    m_report.line("    FAILED " + step.where + ": " + m_error);
-    m_report.failed(step.where, m_error);
-  } else if (step.isExpectation() || step.result) {
+  if (step.isExpectation() || step.result) {
     m_report.line("    ok");
     m_report.met();
   }
@@ -83,46 +98,39 @@ standin::FakeDriver& ScenarioRunner::driver() const {
   return standin::FakeDriverLayer::instance().driver(word(0));
 }
 
-bool ScenarioRunner::fail(std::string why) {
-  m_error = std::move(why);
-  return false;
-}
+void ScenarioRunner::fail(const std::string& why) { throw StepFailure(why); }
 
-bool ScenarioRunner::same(const std::string& what, std::int64_t wanted,
-                          std::int64_t actual) {
-  return wanted == actual || fail("expected " + what + valueText(wanted) +
-                                  ", got " + valueText(actual));
-}
-
-bool ScenarioRunner::needModule() {
-  return m_module || fail("no module loaded (load or startup first)");
-}
-
-bool ScenarioRunner::needHandler() {
-  return m_handler != nullptr ||
-         fail("no traffic handler (getInstance or startup first)");
-}
-
-bool ScenarioRunner::load() {
-  if (m_module) {
-    return fail("the module is already loaded");
+void ScenarioRunner::check(bool holds, const std::string& why) {
+  if (!holds) {
+    fail(why);
   }
+}
+
+void ScenarioRunner::same(const std::string& what, std::int64_t wanted,
+                          std::int64_t actual) {
+  check(wanted == actual,
+        "expected " + what + valueText(wanted) + ", got " + valueText(actual));
+}
+
+void ScenarioRunner::need(bool handler) const {
+  check(m_module != nullptr, "no module loaded (load or startup first)");
+  check(!handler || m_handler != nullptr,
+        "no traffic handler (getInstance or startup first)");
+}
+
+void ScenarioRunner::load() {
+  check(!m_module, "the module is already loaded");
   const std::size_t slash = m_libraryPath.find_last_of('/');
   m_report.call(Party::Platform, Party::TrafHandler,
                 "dlopen(" + m_libraryPath.substr(slash + 1) + ')');
   std::string why;
   m_module = standin::TrafHandlerModule::load(m_libraryPath, why);
-  if (!m_module) {
-    return fail("cannot load " + m_libraryPath + ": " + why);
-  }
+  check(m_module != nullptr, "cannot load " + m_libraryPath + ": " + why);
   m_node.setModule(m_module.get());
-  return true;
 }
 
-bool ScenarioRunner::unload() {
-  if (!needModule()) {
-    return false;
-  }
+void ScenarioRunner::unload() {
+  need(false);
   // Nothing may still be on its way into the library's entries.
   m_node.waitUntilDelivered();
   m_node.setModule(nullptr);
@@ -131,38 +139,35 @@ bool ScenarioRunner::unload() {
   std::string why;
   const bool unloaded = m_module->unload(why);
   m_module.reset();
-  return unloaded || fail("cannot unload the module: " + why);
+  check(unloaded, "cannot unload the module: " + why);
 }
 
-bool ScenarioRunner::getInstance() {
-  if (!needModule()) {
-    return false;
-  }
+void ScenarioRunner::getInstance() {
+  need(false);
   m_report.call(Party::Platform, Party::TrafHandler,
                 "getInstance(" + std::to_string(u32(0)) + ')');
   m_handler = &m_module->getInstance(channel());
-  return true;
 }
 
-bool ScenarioRunner::lifecycle(const std::string& call, bool show) {
-  if (!needModule() || !needHandler()) {
-    return false;
-  }
+void ScenarioRunner::lifecycle(const std::string& call, bool show) {
+  need(true);
   const bool initialize = call == "initialize";
   m_report.call(Party::Platform, Party::TrafHandler,
                 call + (initialize ? "(HCC-D handler)" : "()"));
   if (call == "deinitialize") {
     m_module->deinitialize();
-    return true;
+    return;
   }
   const Outcome outcome{initialize ? m_module->initialize(m_node.hccd())
                                    : m_module->registerPhases()};
   m_report.reply(Party::TrafHandler, Party::Platform,
                  std::to_string(outcome.value));
-  return !show || expectOutcome(outcome);
+  if (show) {
+    expectOutcome(outcome);
+  }
 }
 
-bool ScenarioRunner::runPhase() {
+void ScenarioRunner::runPhase() {
   standin::Phase phase{};
   (void)standin::phaseFromName(word(0), phase);
   standin::ModuleManager& manager = standin::ModuleManager::instance();
@@ -170,16 +175,13 @@ bool ScenarioRunner::runPhase() {
   // `phase <phase> <channel>`: the module object of that channel alone.
   if (!step().numbers.empty()) {
     const auto moduleId = nodefacts::kModuleIdBase + u32(0);
-    ModuleInterface* const module = manager.find(moduleId);
-    if (module == nullptr) {
-      return fail("no module object " + std::to_string(moduleId) +
-                  " is registered with the module manager");
-    }
-    modules.assign(1, module);
+    modules.assign(1, manager.find(moduleId));
+    check(modules[0] != nullptr, "no module object " +
+                                     std::to_string(moduleId) +
+                                     " is registered with the module manager");
   }
-  if (modules.empty()) {
-    return fail("no module object is registered with the module manager");
-  }
+  check(!modules.empty(),
+        "no module object is registered with the module manager");
   std::string firstError;
   for (ModuleInterface* const module : modules) {
     const std::string moduleId = std::to_string(module->moduleId());
@@ -189,18 +191,20 @@ bool ScenarioRunner::runPhase() {
         standin::ModuleManager::runPhase(*module, phase);
     m_report.reply(Party::TrafHandler, Party::Platform, std::to_string(status));
     m_report.phaseRun(word(0), module->moduleId(), status);
-    if (!expectOutcome({status, {}, "module " + moduleId}) &&
-        firstError.empty()) {
-      firstError = "module " + moduleId + ": " + m_error;
+    try {
+      expectOutcome({status, {}, "module " + moduleId});
+    } catch (const StepFailure& failure) {
+      firstError = firstError.empty()
+                       ? "module " + moduleId + ": " + failure.what()
+                       : firstError;
     }
   }
-  return firstError.empty() || fail(firstError);
+  check(firstError.empty(), firstError);
 }
 
-bool ScenarioRunner::callHandler(StepRow::Call call) {
-  if (!needHandler()) {
-    return false;
-  }
+void ScenarioRunner::callHandler(StepRow::Call call) {
+  check(m_handler != nullptr,
+        "no traffic handler (getInstance or startup first)");
   // The operation and its arguments as written, data as its size; a named
   // client is the caller rather than an argument.
   const std::vector<std::string> form = step().row->form();
@@ -226,34 +230,29 @@ bool ScenarioRunner::callHandler(StepRow::Call call) {
     const Outcome outcome = call(*this, *m_handler);
     m_report.reply(Party::TrafHandler, Party::Client,
                    shown(outcome, ", ", " ("), client);
-    if (!expectOutcome(outcome) && firstError.empty()) {
-      firstError = m_error;
+    try {
+      expectOutcome(outcome);
+    } catch (const StepFailure& failure) {
+      firstError = firstError.empty() ? failure.what() : firstError;
     }
   }
   m_node.hold(false);
-  return firstError.empty() || fail(firstError);
+  check(firstError.empty(), firstError);
 }
 
-bool ScenarioRunner::expectOutcome(const Outcome& outcome) {
+void ScenarioRunner::expectOutcome(const Outcome& outcome) {
   m_report.line("    = " + shown(outcome, "  ", "  ("));
   if (!step().result) {
-    return true;
+    return;
   }
-  if (!same("", step().result->value, outcome.value)) {
-    return false;
-  }
+  same("", step().result->value, outcome.value);
   for (const auto& [name, wanted] : step().result->outputs) {
     const auto actual = std::find_if(
         outcome.outputs.begin(), outcome.outputs.end(),
         [&name = name](const auto& output) { return output.first == name; });
-    if (actual == outcome.outputs.end()) {
-      return fail("the call has no output " + name);
-    }
-    if (!same(name + ' ', wanted, actual->second)) {
-      return false;
-    }
+    check(actual != outcome.outputs.end(), "the call has no output " + name);
+    same(name + ' ', wanted, actual->second);
   }
-  return true;
 }
 
 }  // namespace trafsim

@@ -79,15 +79,17 @@ std::optional<TraceRecord> findTrace(Runner& r) {
 }
 
 // `expect trace` and `expect no trace`.
-bool expectTrace(Runner& r) {
+void expectTrace(Runner& r) {
   const TraceMatcher& m = r.step().matcher;
   const std::optional<TraceRecord> found = findTrace(r);
   if (r.step().row->form()[1] == "no") {
-    return !found ||
-           r.fail("unexpected trace line: L" +
-                  std::to_string(static_cast<unsigned>(found->level)) + ' ' +
-                  found->function + ":" + std::to_string(found->line) + " \"" +
-                  found->text + '"');
+    if (found) {
+      Runner::fail("unexpected trace line: L" +
+                   std::to_string(static_cast<unsigned>(found->level)) + ' ' +
+                   found->function + ":" + std::to_string(found->line) + " \"" +
+                   found->text + '"');
+    }
+    return;
   }
   std::string text = "trace line";
   if (m.level) {
@@ -99,33 +101,31 @@ bool expectTrace(Runner& r) {
   if (m.text) {
     text += (m.containing ? " containing \"" : " \"") + *m.text + '"';
   }
-  return found || r.fail("no " + text + " since the last step");
+  Runner::check(found.has_value(), "no " + text + " since the last step");
 }
 
-bool expectGot(Runner& r) {
+void expectGot(Runner& r) {
   const auto received =
       r.node().callback(r.word(0), r.u32(0), r.u32(1)).messages();
   const std::string callback = "client " + r.word(0) + " on channel " +
                                std::to_string(r.u32(0)) + " port " +
                                std::to_string(r.u32(1)) + ": ";
-  if (received.size() != r.u32(2)) {
-    return r.fail(callback + "expected messages " + std::to_string(r.u32(2)) +
-                  ", got " + std::to_string(received.size()));
-  }
+  Runner::check(received.size() == r.u32(2),
+                callback + "expected messages " + std::to_string(r.u32(2)) +
+                    ", got " + std::to_string(received.size()));
   for (const auto& message : received) {
-    if (message.portId != r.u32(1)) {
-      return r.fail(callback + "called with port id " +
-                    std::to_string(received.back().portId));
-    }
+    Runner::check(message.portId == r.u32(1),
+                  callback + "called with port id " +
+                      std::to_string(received.back().portId));
   }
   const std::vector<unsigned char> last =
       received.empty() ? std::vector<unsigned char>{} : received.back().data;
-  return !r.step().hasBytes || last == r.step().bytes ||
-         r.fail(callback + "expected last message " + hexBytes(r.step().bytes) +
-                ", got " + hexBytes(last));
+  Runner::check(!r.step().hasBytes || last == r.step().bytes,
+                callback + "expected last message " + hexBytes(r.step().bytes) +
+                    ", got " + hexBytes(last));
 }
 
-bool expectDriver(Runner& r) {
+void expectDriver(Runner& r) {
   const std::string& what = r.word(1);
   std::int64_t actual = r.driver().value();
   if (what == "requests") {
@@ -138,10 +138,10 @@ bool expectDriver(Runner& r) {
     actual = std::count_if(calls.begin(), calls.end(),
                            [kind](const auto& c) { return c.kind == kind; });
   }
-  return r.same(r.word(0) + ' ' + what + ' ', r.u32(0), actual);
+  Runner::same(r.word(0) + ' ' + what + ' ', r.u32(0), actual);
 }
 
-bool expectBinding(Runner& r) {
+void expectBinding(Runner& r) {
   rl::traf::HccdReceiveFunction bound = nullptr;
   for (const auto& call : r.node().hccd().calls()) {
     if (call.kind == standin::FakeHccdHandler::Call::Register &&
@@ -150,9 +150,9 @@ bool expectBinding(Runner& r) {
     }
   }
   const std::string name = r.node().entryName(bound);
-  return name == r.word(0) ||
-         r.fail("port index " + std::to_string(r.u32(1)) + " of ct " +
-                std::to_string(r.u32(0)) + " is bound to " + name);
+  Runner::check(name == r.word(0), "port index " + std::to_string(r.u32(1)) +
+                                       " of ct " + std::to_string(r.u32(0)) +
+                                       " is bound to " + name);
 }
 
 Outcome sendMessage(Runner& r, Handler& h) {
@@ -259,34 +259,36 @@ const std::vector<StepRow>& stepTable() {
       // The platform's side: the module's life, its phases, and the
       // facilities around it.
       {"load", "Loads the library (dlopen) and resolves its entries.",
-       [](Runner& r) { return r.load(); }},
+       [](Runner& r) { r.load(); }},
       {"unload", "Unloads the library (dlclose).",
-       [](Runner& r) { return r.unload(); }},
+       [](Runner& r) { r.unload(); }},
       {"getInstance <count>", "Calls getInstance with the number of channels.",
-       [](Runner& r) { return r.getInstance(); }},
+       [](Runner& r) { r.getInstance(); }},
       {"initialize [=> N]", "Calls initialize with the HCC-D handler.",
-       [](Runner& r) { return r.lifecycle("initialize", true); }},
+       [](Runner& r) { r.lifecycle("initialize", true); }},
       {"deinitialize", "Calls deinitialize.",
-       [](Runner& r) { return r.lifecycle("deinitialize", false); }},
+       [](Runner& r) { r.lifecycle("deinitialize", false); }},
       {"registerPhases [=> N]", "Calls registerPhases.",
-       [](Runner& r) { return r.lifecycle("registerPhases", true); }},
+       [](Runner& r) { r.lifecycle("registerPhases", true); }},
       {"startup <count>",
        "load, getInstance <count>, initialize, registerPhases.",
        [](Runner& r) {
-         return r.load() && r.getInstance() &&
-                r.lifecycle("initialize", false) &&
-                r.lifecycle("registerPhases", false);
+         r.load();
+         r.getInstance();
+         r.lifecycle("initialize", false);
+         r.lifecycle("registerPhases", false);
        }},
       {"shutdown", "deinitialize, unload.",
        [](Runner& r) {
-         return r.lifecycle("deinitialize", false) && r.unload();
+         r.lifecycle("deinitialize", false);
+         r.unload();
        }},
       {"phase <phase> [=> N]",
        "The module manager runs the phase on every module object.",
-       [](Runner& r) { return r.runPhase(); }},
+       [](Runner& r) { r.runPhase(); }},
       {"phase <phase> <channel> [=> N]",
        "The module manager runs the phase on the channel's one.",
-       [](Runner& r) { return r.runPhase(); }},
+       [](Runner& r) { r.runPhase(); }},
       {"driver <driver> value <u32>", "Sets the value the driver holds.",
        [](Runner& r) { r.driver().setValue(r.u32(0)); }},
       {"driver <driver> get-status <i32>",
@@ -324,9 +326,9 @@ const std::vector<StepRow>& stepTable() {
       {"frame-format <channel> fec <i32> xaui <u32>",
        "The platform loads a frame format on the channel.",
        [](Runner& r) {
-         return r.node().loadFrameFormat(r.u32(0), r.i32(1), r.u32(2)) ||
-                r.fail("IFrameFormat_" + std::to_string(r.u32(0)) +
-                       " is no frame format of the platform");
+         Runner::check(r.node().loadFrameFormat(r.u32(0), r.i32(1), r.u32(2)),
+                       "IFrameFormat_" + std::to_string(r.u32(0)) +
+                           " is no frame format of the platform");
        }},
       {"hccd status <i32>", "The HCC-D handler answers this status.",
        [](Runner& r) { r.node().hccd().setStatus(r.i32(0)); }},
@@ -348,11 +350,9 @@ const std::vector<StepRow>& stepTable() {
        "Data from the far end on a port index of a ct.",
        [](Runner& r) {
          for (std::uint32_t i = 0; i < r.step().times; ++i) {
-           if (!r.node().receive(r.u32(0), r.u32(1), r.step().bytes)) {
-             return r.fail("no module loaded to receive the data");
-           }
+           Runner::check(r.node().receive(r.u32(0), r.u32(1), r.step().bytes),
+                         "no module loaded to receive the data");
          }
-         return true;
        }},
       {"wait", "Waits until the transport has delivered everything.",
        [](Runner& r) { r.node().waitUntilDelivered(); }},
@@ -428,25 +428,24 @@ const std::vector<StepRow>& stepTable() {
          const std::vector<std::string> names = InterfaceBrokerControl::names();
          const bool present =
              std::find(names.begin(), names.end(), r.word(0)) != names.end();
-         return present == (r.choice(0) == 0) ||
-                r.fail('"' + r.word(0) + (present ? "\" is" : "\" is not") +
-                       " in the registry");
+         Runner::check(present == (r.choice(0) == 0),
+                       '"' + r.word(0) + (present ? "\" is" : "\" is not") +
+                           " in the registry");
        }},
       {"expect service <ct> running|stopped",
        "Whether the ct's HCC-D service runs.",
        [](Runner& r) {
          const bool running = r.node().hccd().isServiceRunning(r.u32(0));
-         return running == (r.choice(0) == 0) ||
-                r.fail("the HCC-D service of ct " + std::to_string(r.u32(0)) +
-                       (running ? " is running" : " is not running"));
+         Runner::check(running == (r.choice(0) == 0),
+                       "the HCC-D service of ct " + std::to_string(r.u32(0)) +
+                           (running ? " is running" : " is not running"));
        }},
       {"expect modules <u32>",
        "How many module objects the module manager holds.",
        [](Runner& r) {
-         return r.same(
-             "module objects ", r.u32(0),
-             static_cast<std::int64_t>(
-                 standin::ModuleManager::instance().modules().size()));
+         Runner::same("module objects ", r.u32(0),
+                      static_cast<std::int64_t>(
+                          standin::ModuleManager::instance().modules().size()));
        }},
       {"expect binding <ct> <index> hccDataReceivedCt1|hccDataReceivedCt2|none",
        "The receive entry the port index of the ct is bound to.",
@@ -454,7 +453,7 @@ const std::vector<StepRow>& stepTable() {
       {"expect sent|dropped|refused|delivered <channel> <port> <u32>",
        "How many messages of the channel's port went so.",
        [](Runner& r) {
-         return r.same(
+         Runner::same(
              r.word(0) + ' ', r.u32(2),
              static_cast<std::int64_t>(r.report().counted(
                  static_cast<Traffic>(r.choice(0)), r.u32(0), r.u32(1))));

@@ -30,21 +30,18 @@ int refuse(const std::string& why) {
   return kExitRefused;
 }
 
-// The text of the file `name`; false, saying why in `error`, when it cannot
-// be read.
-bool readFile(const std::string& name, std::string& text, std::string& error) {
+// Why the file `name` cannot be read into `text`; empty when it was read.
+std::string readFile(const std::string& name, std::string& text) {
   std::error_code ignored;
   if (std::filesystem::is_directory(name, ignored)) {
-    error = "cannot read " + name + ": it is a directory";
-    return false;
+    return "cannot read " + name + ": it is a directory";
   }
   std::ifstream in(name);
   if (!in) {
-    error = "cannot read " + name + ": " + std::strerror(errno);
-    return false;
+    return "cannot read " + name + ": " + std::strerror(errno);
   }
   text.assign(std::istreambuf_iterator<char>(in), {});
-  return true;
+  return {};
 }
 
 int runMain(int argc, char** argv) {
@@ -103,7 +100,8 @@ int runMain(int argc, char** argv) {
   const std::string name =
       builtin ? trafsim::kBuiltinScenarioName : scenarioFile;
   std::string text = trafsim::kBuiltinScenarioText;
-  if (!builtin && !readFile(name, text, error)) {
+  error = builtin ? "" : readFile(name, text);
+  if (!error.empty()) {
     return refuse(error);
   }
   trafsim::Scenario scenario;
@@ -137,8 +135,7 @@ int runMain(int argc, char** argv) {
   if (!sequenceFile.empty()) {
     // Markdown viewers draw a Mermaid code block.
     const bool markdown =
-        sequenceFile.size() > 3 &&
-        sequenceFile.compare(sequenceFile.size() - 3, 3, ".md") == 0;
+        std::filesystem::path(sequenceFile).extension() == ".md";
     sequenceOut << (markdown ? "```mermaid\n" : "");
     report.writeSequence(sequenceOut);
     if (!(sequenceOut << (markdown ? "```\n" : ""))) {
