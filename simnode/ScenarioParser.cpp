@@ -29,6 +29,12 @@ using Tokens = std::vector<Token>;
   throw std::invalid_argument(why);
 }
 
+void require(bool holds, const std::string& why) {
+  if (!holds) {
+    refuse(why);
+  }
+}
+
 // The choices "a|b" of a usage item; a literal word is its only one.
 std::vector<std::string> choices(const std::string& item) {
   std::vector<std::string> words;
@@ -151,25 +157,22 @@ std::int64_t parseNumber(const std::string& text, std::int64_t low,
   }
   std::uint64_t magnitude = 0;
   const auto [end, status] = std::from_chars(first, last, magnitude, base);
-  if (first == last || end != last || status == std::errc::invalid_argument) {
-    refuse('"' + text + "\" is not a number" + hint(text, words));
-  }
+  require(first != last && end == last && status != std::errc::invalid_argument,
+          '"' + text + "\" is not a number" + hint(text, words));
   // Beyond 36 bits nothing is in any range; the sign cannot overflow.
   const bool huge = status == std::errc::result_out_of_range ||
                     magnitude > (std::uint64_t{1} << 36);
   const std::int64_t value =
       static_cast<std::int64_t>(magnitude) * (negative ? -1 : 1);
-  if (huge || value < low || value > high) {
-    refuse(text + " is out of range (" + std::to_string(low) + " to " +
-           std::to_string(high) + ')' + hint(text, words));
-  }
+  require(!huge && value >= low && value <= high,
+          text + " is out of range (" + std::to_string(low) + " to " +
+              std::to_string(high) + ')' + hint(text, words));
   return value;
 }
 
 std::int64_t parseBool(const std::string& text) {
-  if (text != "true" && text != "false") {
-    refuse('"' + text + "\" is neither true nor false");
-  }
+  require(text == "true" || text == "false",
+          '"' + text + "\" is neither true nor false");
   return text == "true" ? 1 : 0;
 }
 
@@ -192,17 +195,15 @@ void parseBytes(const Tokens& tokens, std::size_t i, bool allowTimes,
       }
       step.bytes.push_back(static_cast<unsigned char>(byte));
     }
-    if (step.bytes.empty()) {
-      refuse("no data bytes (write `empty` for a message without any)");
-    }
+    require(!step.bytes.empty(),
+            "no data bytes (write `empty` for a message without any)");
   }
   if (i == tokens.size()) {
     return;
   }
-  if (!allowTimes || tokens[i].text != "times" || i + 2 != tokens.size()) {
-    refuse("unexpected \"" + tokens[i].text + "\" after the data" +
-           (allowTimes ? " (only `times N` may follow)" : ""));
-  }
+  require(allowTimes && tokens[i].text == "times" && i + 2 == tokens.size(),
+          "unexpected \"" + tokens[i].text + "\" after the data" +
+              (allowTimes ? " (only `times N` may follow)" : ""));
   const Placeholder& bytes = *findPlaceholder("<bytes>");
   step.times = static_cast<std::uint32_t>(
       parseNumber(tokens[i + 1].text, bytes.low, bytes.high));
@@ -265,12 +266,11 @@ void parseArgument(const std::string& item, const Tokens& tokens, std::size_t i,
               : parseNumber(text, placeholder.low, placeholder.high, words));
       return;
     case Placeholder::Word:
-      if (word == words.end()) {
-        refuse("unknown " + item.substr(1, item.size() - 2) + " \"" + text +
-               '"' +
-               hint(text, words,
-                    words.size() <= 3 ? "expected " + listed(words) : ""));
-      }
+      require(word != words.end(),
+              "unknown " + item.substr(1, item.size() - 2) + " \"" + text +
+                  '"' +
+                  hint(text, words,
+                       words.size() <= 3 ? "expected " + listed(words) : ""));
       break;
     case Placeholder::Name:
       if (text.empty() || !std::all_of(text.begin(), text.end(), [&](char c) {
@@ -288,12 +288,8 @@ void parseArgument(const std::string& item, const Tokens& tokens, std::size_t i,
 // outputs by name, each with its value; ais, rdi and rdiRemote are flags.
 void parseResult(const StepRow& row, const Tokens& tokens, Step& step) {
   const std::vector<std::string> result = row.result();
-  if (result.empty()) {
-    refuse("this step has no result to state after =>");
-  }
-  if (tokens.empty()) {
-    refuse("nothing after =>");
-  }
+  require(!result.empty(), "this step has no result to state after =>");
+  require(!tokens.empty(), "nothing after =>");
   Outcome expected{result[0] == "N" ? parseNumber(tokens[0].text, 0, kU32Max)
                                     : parseBool(tokens[0].text)};
   std::vector<std::string> outputs;
@@ -304,16 +300,12 @@ void parseResult(const StepRow& row, const Tokens& tokens, Step& step) {
   }
   for (std::size_t i = 1; i < tokens.size(); i += 2) {
     const std::string& name = tokens[i].text;
-    if (outputs.empty()) {
-      refuse("unexpected \"" + name + "\": this step has no outputs");
-    }
-    if (std::find(outputs.begin(), outputs.end(), name) == outputs.end()) {
-      refuse("unknown output \"" + name + '"' +
-             hint(name, outputs, "outputs: " + names));
-    }
-    if (i + 1 == tokens.size()) {
-      refuse("output \"" + name + "\" has no value");
-    }
+    require(!outputs.empty(),
+            "unexpected \"" + name + "\": this step has no outputs");
+    require(std::find(outputs.begin(), outputs.end(), name) != outputs.end(),
+            "unknown output \"" + name + '"' +
+                hint(name, outputs, "outputs: " + names));
+    require(i + 1 < tokens.size(), "output \"" + name + "\" has no value");
     const std::string& text = tokens[i + 1].text;
     expected.outputs.emplace_back(
         name, name == "ais" || name == "rdi" || name == "rdiRemote"
@@ -367,17 +359,15 @@ void parseStep(const Tokens& tokens, Step& step) {
   const Tokens call(tokens.begin(), arrow);
   std::vector<const StepRow*> rows;
   std::vector<std::string> names;
+  // A line of "=> ..." alone names no step.
+  const std::string name = call.empty() ? "=>" : call.front().text;
   for (const StepRow& row : stepTable()) {
-    const std::string name = row.form().front();
-    if (!call.empty() && name == call.front().text) {
+    names.push_back(row.form().front());
+    if (names.back() == name) {
       rows.push_back(&row);
     }
-    names.push_back(name);
   }
-  if (rows.empty()) {
-    const std::string text = call.empty() ? "=>" : call.front().text;
-    refuse("unknown step \"" + text + '"' + hint(text, names));
-  }
+  require(!rows.empty(), "unknown step \"" + name + '"' + hint(name, names));
   for (const StepRow* row : rows) {
     const std::vector<std::string> form = row->form();
     if (fit(form, call) <= form.size()) {
