@@ -85,11 +85,6 @@ void Report::trace(const standin::TraceRecord& record, bool transport) {
   }
 }
 
-void Report::error(const std::string& text) {
-  const std::lock_guard<std::mutex> lock(m_mutex);
-  m_err << "trafsim: " << text << '\n';
-}
-
 void Report::count(Traffic traffic, std::uint32_t channel,
                    std::uint32_t portId) {
   const std::lock_guard<std::mutex> lock(m_mutex);
@@ -139,9 +134,7 @@ bool Report::finish() {
       }
     }
     printTable(m_out, "Messages per channel and port", traffic);
-    std::vector<Row> phases{{"phase", "module", "result"}};
-    phases.insert(phases.end(), m_phases.begin(), m_phases.end());
-    printTable(m_out, "Phases", phases);
+    printTable(m_out, "Phases", m_phases);
     printTable(m_out, "Expectations",
                {{"met", "failed"},
                 {std::to_string(m_met), std::to_string(m_failures.size())}});

@@ -1,7 +1,7 @@
 // What a run of trafsim shows: each step as it starts, the module's trace
 // lines as they happen, each step's outcome; at the end, the tables of the
 // messages per channel and port, the phases run and the expectations, then
-// the verdict. In quiet mode only the verdict and errors are printed. Apart,
+// the verdict. In quiet mode only the verdict is printed. Apart,
 // the calls between the parties of the node as a Mermaid sequence diagram.
 //
 // Thread-safety: every member may be called from any thread (the
@@ -38,16 +38,13 @@ enum class Party { Platform, TrafHandler, Drivers, HccdHandler, Client };
 
 class Report {
  public:
-  Report(std::ostream& out, std::ostream& err, bool quiet)
-      : m_out(out), m_err(err), m_quiet(quiet) {}
+  Report(std::ostream& out, bool quiet) : m_out(out), m_quiet(quiet) {}
 
   // A line, unless quiet.
   void line(const std::string& text);
   // One trace line; `transport` marks lines emitted on the transport thread.
   // A failure's (level 1) is also a note over the traffic handler.
   void trace(const standin::TraceRecord& record, bool transport);
-  // "trafsim: " and the text on the error stream, quiet or not.
-  void error(const std::string& text);
 
   void count(Traffic traffic, std::uint32_t channel, std::uint32_t portId);
   std::uint64_t counted(Traffic traffic, std::uint32_t channel,
@@ -78,12 +75,11 @@ class Report {
 
   mutable std::mutex m_mutex;
   std::ostream& m_out;
-  std::ostream& m_err;
   const bool m_quiet;
   std::map<std::pair<std::uint32_t, std::uint32_t>,
            std::array<std::uint64_t, std::size(kTrafficNames)>>
       m_traffic;
-  std::vector<Row> m_phases;  // phase, module id, result
+  std::vector<Row> m_phases{{"phase", "module", "result"}};
   std::size_t m_met = 0;
   std::vector<std::string> m_failures;
   std::vector<std::string> m_sequence;  // the diagram's lines

@@ -30,6 +30,7 @@ class ScenarioRunner;
 
 // An output that still holds what the simulator put there before the call.
 constexpr std::int64_t kUnset = -1;
+constexpr std::int64_t kU32Max = 0xFFFFFFFF;
 
 // What a call returned: its result and named outputs, and a note on it.
 struct Outcome {

@@ -17,8 +17,6 @@ namespace trafsim {
 
 namespace {
 
-constexpr std::int64_t kU32Max = 0xFFFFFFFF;
-
 struct Token {
   std::string text;
   bool quoted;

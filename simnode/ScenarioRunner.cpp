@@ -64,7 +64,6 @@ void ScenarioRunner::run(const Scenario& scenario) {
   try {
     unload();
   } catch (const StepFailure& failure) {
-    m_report.error(failure.what());
     m_report.failed("end of scenario", failure.what());
   }
 }

@@ -9,14 +9,6 @@
 
 namespace trafsim {
 
-namespace {
-
-// An interface of some other kind, registered where the module expects a
-// frame format.
-class ForeignInterface : public IInterface {};
-
-}  // namespace
-
 // The shipped recording callback, as a client of the scenario behaves.
 class SimNode::PortCallback
     : public trafhandler_testing::RecordingHccdPortCallback {
@@ -50,9 +42,7 @@ class SimNode::PortCallback
 };
 
 SimNode::SimNode(Report& report)
-    : m_report(report),
-      m_foreign(std::make_unique<ForeignInterface>()),
-      m_thread([this] { transport(); }) {
+    : m_report(report), m_thread([this] { transport(); }) {
   standin::FakeDriverLayer& drivers = standin::FakeDriverLayer::instance();
   for (const std::string& name : nodefacts::boardDriverNames()) {
     (void)drivers.driver(name);
@@ -67,10 +57,10 @@ SimNode::SimNode(Report& report)
   // the exchange between the two.
   InterfaceBrokerControl::setObserver([this](const auto& call) {
     if (call.name == "ITrafHandler") {
-      m_report.call(Party::TrafHandler, Party::Platform,
-                    std::string(call.registration ? "registerInterface("
-                                                  : "unregisterInterface(") +
-                        call.name + ')');
+      m_report.call(
+          Party::TrafHandler, Party::Platform,
+          (call.registration ? "registerInterface(" : "unregisterInterface(") +
+              call.name + ')');
     }
   });
   m_hccd.setObserver([this](const auto& call) { hccdCalled(call); });
@@ -212,7 +202,7 @@ void SimNode::setRegistryEntry(const std::string& name, RegistryEntry entry) {
       object = m_frameFormats.back().get();
       break;
     case RegistryEntry::Foreign:
-      object = m_foreign.get();
+      object = &m_foreign;
       break;
     case RegistryEntry::Null:
       break;

@@ -115,7 +115,7 @@ class SimNode {
 
   Report& m_report;
   std::vector<std::unique_ptr<standin::FakeFrameFormat>> m_frameFormats;
-  std::unique_ptr<IInterface> m_foreign;
+  IInterface m_foreign;  // of another kind than the frame format
   standin::FakeHccdHandler m_hccd;
   // The transport's (the loaded module's entries, the queue and its counts)
   // and the clients'.

@@ -18,7 +18,6 @@ using standin::FakeDriverLayer;
 using standin::TraceControl;
 using standin::TraceRecord;
 
-constexpr std::int64_t kU32Max = 0xFFFFFFFF;
 constexpr char kHex[] = "0123456789abcdef";
 
 // What an unsigned output holds until the handler writes it; shown as

@@ -123,7 +123,7 @@ int runMain(int argc, char** argv) {
                     std::strerror(errno));
     }
   }
-  trafsim::Report report(std::cout, std::cerr, quiet);
+  trafsim::Report report(std::cout, quiet);
   report.line("Scenario " + name + (builtin ? " (built-in scenario)" : ""));
   standin::TraceControl::setThreshold("OVT.TRAF", traceLevel);
   {
@@ -139,7 +139,7 @@ int runMain(int argc, char** argv) {
     sequenceOut << (markdown ? "```mermaid\n" : "");
     report.writeSequence(sequenceOut);
     if (!(sequenceOut << (markdown ? "```\n" : ""))) {
-      report.error("cannot write " + sequenceFile);
+      std::cerr << "trafsim: cannot write " << sequenceFile << '\n';
       return kExitFailed;
     }
   }
