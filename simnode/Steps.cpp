@@ -310,11 +310,8 @@ const std::vector<StepRow>& stepTable() {
        "Takes the operation out of the driver's record.",
        [](Runner& r) {
          CDriver_Interface& record = *r.driver().record();
-         if (r.choice(0) == 0) {
-           record.write = nullptr;
-         } else {
-           record.read = nullptr;
-         }
+         record.write = r.choice(0) == 0 ? nullptr : record.write;
+         record.read = r.choice(0) == 1 ? nullptr : record.read;
        }},
       {"registry <name> frame-format|foreign|null|missing",
        "What the interface registry holds under the name.",
@@ -369,7 +366,7 @@ const std::vector<StepRow>& stepTable() {
        "The client registers its callback (client null: none).",
        [](Runner& r, Handler& h) -> Outcome {
          return {h.hccdControllerRegisterPort(
-             r.channel(), static_cast<ITrafHandler::HccdPortId>(r.u32(1)),
+             r.channel(), static_cast<Handler::HccdPortId>(r.u32(1)),
              r.word(0) == "null"
                  ? nullptr
                  : &r.node().callback(r.word(0), r.u32(0), r.u32(1)))};
