@@ -98,14 +98,10 @@ Tokens tokenize(const std::string& line, std::string& source) {
     } else {
       std::string text;
       for (++i; i < line.size() && line[i] != '"'; ++i) {
-        if (line[i] == '\\' && i + 1 < line.size()) {
-          ++i;
-        }
+        i += line[i] == '\\' && i + 1 < line.size() ? 1U : 0U;
         text += line[i];
       }
-      if (i++ == line.size()) {
-        refuse("unterminated text: a '\"' is missing");
-      }
+      require(i++ < line.size(), "unterminated text: a '\"' is missing");
       tokens.push_back({text, true});
     }
   }
@@ -126,13 +122,11 @@ std::size_t fit(const std::vector<std::string>& form, const Tokens& tokens) {
     if (placeholder != nullptr && placeholder->kind == Placeholder::Rest) {
       return form.size() + 1;
     }
-    if (i == tokens.size()) {
-      return i;
-    }
     const std::vector<std::string> words = choices(form[i]);
-    if (placeholder == nullptr &&
-        (tokens[i].quoted || std::find(words.begin(), words.end(),
-                                       tokens[i].text) == words.end())) {
+    if (i == tokens.size() ||
+        (placeholder == nullptr &&
+         (tokens[i].quoted || std::find(words.begin(), words.end(),
+                                        tokens[i].text) == words.end()))) {
       return i;
     }
   }
@@ -330,11 +324,9 @@ std::string misfit(const std::vector<const StepRow*>& rows,
       continue;
     }
     const std::vector<std::string> form = rows[r]->form();
-    std::string usage;
-    for (const std::string& item : form) {
-      usage += (usage.empty() ? "" : " ") + item;
-    }
-    usages += (usages.empty() ? "expected " : " or ") + usage;
+    const std::string usage = rows[r]->usage;
+    usages += (usages.empty() ? "expected " : " or ") +
+              usage.substr(0, usage.find(" [=>"));
     if (depth < form.size() && !isPlaceholder(form[depth])) {
       for (const std::string& word : choices(form[depth])) {
         words.push_back(word);
