@@ -137,20 +137,15 @@ std::vector<std::string> parseScenario(const std::string& file,
                                        const std::string& text,
                                        Scenario& scenario);
 
-// Runs a parsed scenario against the module on the simulated platform: one
-// step after the other on the calling thread, which plays the platform's
-// start-up thread, the module manager and the client modules alike.
-//
-// Every expectation is checked when its line is reached, after the transport
-// has delivered every message queued so far; trace expectations look at the
-// lines emitted since the start of the last step that is no expectation
-// (the first 100000 of them), including those the transport's thread
-// emitted meanwhile. A client's call
-// returns before the transport delivers what it sent.
-// Met and failed expectations go to the report as they happen. A step that
-// cannot run (e.g. an operation before `getInstance`) counts as a failed
-// expectation. At the end the module is unloaded if the scenario left it
-// loaded.
+// Runs a parsed scenario against the module on the simulated node, one step
+// after the other on the calling thread, which plays the platform's start-up
+// thread, the module manager and the client modules alike. An expectation is
+// checked when its line is reached, once the transport has delivered what
+// was queued; a trace expectation looks at the lines (the first 100000)
+// emitted since the last step that is no expectation, the transport's
+// included. A client's call returns before the transport delivers what it
+// sent. A step that cannot run (e.g. an operation before `getInstance`) is a
+// failed expectation. At the end the module is unloaded if still loaded.
 //
 // Thread-safety: one `run` at a time; the runner owns the trace printer and
 // the trace records while it exists.

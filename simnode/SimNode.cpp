@@ -51,7 +51,15 @@ SimNode::SimNode(Report& report)
   setRegistryEntry("IFrameFormat_2", RegistryEntry::FrameFormat);
   // From here on, the module's calls into the platform.
   drivers.setObserver([this](const std::string& name, const auto* call) {
-    driverCalled(name, call);
+    std::string text = "CDriver_GetInterface(" + name + ')';
+    if (call != nullptr) {
+      const std::string status = " = " + std::to_string(call->status);
+      const std::string value = std::to_string(call->value);
+      text = call->kind == standin::FakeDriver::Call::Write
+                 ? "write " + name + '(' + value + ')' + status
+                 : "read " + name + status + ", value " + value;
+    }
+    m_report.call(Party::TrafHandler, Party::Drivers, text);
   });
   // The module's own registrations; the platform's set-up is not part of
   // the exchange between the two.
@@ -76,19 +84,6 @@ SimNode::~SimNode() {
   m_queued.notify_one();
   m_thread.join();
   m_hccd.setObserver(nullptr);
-}
-
-void SimNode::driverCalled(const std::string& name,
-                           const standin::FakeDriver::Call* call) {
-  std::string text = "CDriver_GetInterface(" + name + ')';
-  if (call != nullptr) {
-    const std::string status = " = " + std::to_string(call->status);
-    const std::string value = std::to_string(call->value);
-    text = call->kind == standin::FakeDriver::Call::Write
-               ? "write " + name + '(' + value + ')' + status
-               : "read " + name + status + ", value " + value;
-  }
-  m_report.call(Party::TrafHandler, Party::Drivers, text);
 }
 
 void SimNode::hccdCalled(const standin::FakeHccdHandler::Call& call) {
@@ -169,25 +164,22 @@ void SimNode::transport() {
     // The entry runs the client's callback, which may take its own locks or
     // queue more messages: never call it with the queue locked.
     lock.unlock();
-    deliver(message);
+    const auto length = static_cast<unsigned int>(message.data.size());
+    m_report.call(Party::HccdHandler, Party::TrafHandler,
+                  entryName(message.entry) + "(portIndex " +
+                      std::to_string(message.portIndex) + ", " +
+                      byteCount(length) + ')');
+    // An empty message has no buffer: the entry gets null, as from a
+    // transport.
+    unsigned char* const data =
+        message.data.empty() ? nullptr : message.data.data();
+    const int result = message.entry(nullptr, data, length, message.portIndex);
+    m_report.reply(Party::TrafHandler, Party::HccdHandler,
+                   std::to_string(result));
     lock.lock();
     ++m_delivered;
     m_drained.notify_all();
   }
-}
-
-void SimNode::deliver(Message& message) {
-  const auto length = static_cast<unsigned int>(message.data.size());
-  m_report.call(Party::HccdHandler, Party::TrafHandler,
-                entryName(message.entry) + "(portIndex " +
-                    std::to_string(message.portIndex) + ", " +
-                    byteCount(length) + ')');
-  // An empty message has no buffer: the entry gets null, as from a transport.
-  unsigned char* const data =
-      message.data.empty() ? nullptr : message.data.data();
-  const int result = message.entry(nullptr, data, length, message.portIndex);
-  m_report.reply(Party::TrafHandler, Party::HccdHandler,
-                 std::to_string(result));
 }
 
 void SimNode::setRegistryEntry(const std::string& name, RegistryEntry entry) {

@@ -1,31 +1,24 @@
 // The node around the module as trafsim plays it: the platform's stand-in
-// facilities set up as on a board with two radio channels, the HCC-D
-// transport, and the client modules. Each of the module's calls into them is
-// shown in the run's sequence.
+// facilities, set up as on a board with two radio channels (every driver of
+// `nodefacts::boardDriverNames` holding 0 and answering status 0,
+// "IFrameFormat_1" and "IFrameFormat_2" registered with FEC type 0 and XAUI
+// packet size 0, no module loaded), the HCC-D transport, and the client
+// modules. Each of the module's calls into them is shown in the run's
+// sequence.
 //
-// Initially every driver of the board (`nodefacts::boardDriverNames`) exists
-// with the value 0 and answers status 0, "IFrameFormat_1" and
-// "IFrameFormat_2" are registered with FEC type 0 and XAUI packet size 0,
-// and no module is loaded.
+// The transport is a thread that hands each queued message, one at a time in
+// order, to the module's receive entry of its ct with its port index, as the
+// board's does with data from the far end; the HCC-D handler queues every
+// message it sends (a loopback link). A client's callback for a channel and
+// port is the client kit's `RecordingHccdPortCallback`, which also shows each
+// call in the report, counts it as delivered, and returns or throws as its
+// client is told.
 //
-// The transport is a thread of its own that hands each queued message to the
-// module's receive entry of its ct, with its port index, one at a time in the
-// order queued, as the board's transport does with data from the far end.
-// The HCC-D handler queues every message it sends (a loopback link: what goes
-// out on a port index of a ct comes back on the same one).
-//
-// A client gets one callback object per channel and port it registers: the
-// client kit's `RecordingHccdPortCallback`, which also shows each call in the
-// report, counts it as delivered, and behaves as its client is told: it
-// returns normally, throws a `std::runtime_error`, or throws something that
-// is no `std::exception`.
-//
-// Thread-safety: the set-up members belong to the scenario's thread; the
-// HCC-D handler, the drivers, `receive` and the clients' members may be
-// called from any thread, and `waitUntilDelivered` from any but the
-// transport's (a receive callback must not wait for itself). Objects handed
-// to the module (frame formats, the HCC-D handler, callbacks) live as long as
-// the node, which delivers what is still queued before it goes.
+// Thread-safety: set-up belongs to the scenario's thread; the HCC-D handler,
+// the drivers, `receive` and the clients' members may be called from any
+// thread, `waitUntilDelivered` from any but the transport's (a callback must
+// not wait for itself). What the module is handed lives as long as the node,
+// which delivers what is still queued before it goes.
 #ifndef SIMNODE_SIMNODE_H
 #define SIMNODE_SIMNODE_H
 
@@ -107,10 +100,7 @@ class SimNode {
   };
 
   void hccdCalled(const standin::FakeHccdHandler::Call& call);
-  void driverCalled(const std::string& name,
-                    const standin::FakeDriver::Call* call);
   void transport();
-  void deliver(Message& message);
   Behaviour behaviour(const std::string& client) const;
 
   Report& m_report;

@@ -196,17 +196,15 @@ Outcome getXaui(Runner& /*r*/, Handler& h) {
 // `text` indented by four blanks, wrapped before column 80.
 void writeWrapped(std::ostream& out, const std::string& text) {
   std::istringstream words(text);
-  std::string word;
-  std::size_t column = 0;
-  while (words >> word) {
-    if (column > 0 && column + 1 + word.size() >= 80) {
-      out << '\n';
-      column = 0;
+  std::string line = "   ";
+  for (std::string word; words >> word;) {
+    if (line.size() > 3 && line.size() + 1 + word.size() >= 80) {
+      out << line << '\n';
+      line = "   ";
     }
-    out << (column == 0 ? "    " : " ") << word;
-    column += (column == 0 ? 4 : 1) + word.size();
+    line += ' ' + word;
   }
-  out << '\n';
+  out << line << '\n';
 }
 
 }  // namespace
