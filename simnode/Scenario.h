@@ -15,6 +15,7 @@
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -27,6 +28,15 @@
 namespace trafsim {
 
 class ScenarioRunner;
+
+// Why a line of a scenario is refused, or a step failed: what `fail` throws,
+// and `check` unless `holds`.
+class Failure : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+[[noreturn]] void fail(const std::string& why);
+void check(bool holds, const std::string& why);
 
 // An output that still holds what the simulator put there before the call.
 constexpr std::int64_t kUnset = -1;
@@ -65,8 +75,8 @@ const Placeholder* findPlaceholder(const std::string& name);
 // true|false, then the outputs it names (V for a value). A form that starts
 // with "expect" is an expectation.
 //
-// What the step does is one of: `run`, which ends the step through the
-// runner's `fail` when it cannot run or what it states does not hold; or
+// What the step does is one of: `run`, which throws a `Failure` when the step
+// cannot run or what it states does not hold; or
 // `call` an `ITrafHandler` operation as a client module does, whose outcome
 // the runner shows and checks. The runner hands it the step's arguments.
 struct StepRow {
@@ -181,10 +191,7 @@ class ScenarioRunner {
   // The driver the step names first.
   standin::FakeDriver& driver() const;
 
-  // Ends the running step as failed, saying why; `check` unless `holds`;
-  // `same` with "expected <what><wanted>, got <actual>" when they differ.
-  [[noreturn]] static void fail(const std::string& why);
-  static void check(bool holds, const std::string& why);
+  // Fails with "expected <what><wanted>, got <actual>" when they differ.
   static void same(const std::string& what, std::int64_t wanted,
                    std::int64_t actual);
 

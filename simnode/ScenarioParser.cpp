@@ -1,6 +1,6 @@
 // Reads the scenario language; every step's forms come from `stepTable`, so
 // a line fits one of them or is refused with what comes closest. Each part
-// of a line that is malformed throws its reason, which the line's error
+// of a line that is malformed fails with its reason, which the line's error
 // carries.
 #include <algorithm>
 #include <cctype>
@@ -8,7 +8,6 @@
 #include <cstring>
 #include <set>
 #include <sstream>
-#include <stdexcept>
 #include <tuple>
 
 #include "Scenario.h"
@@ -22,16 +21,6 @@ struct Token {
   bool quoted;
 };
 using Tokens = std::vector<Token>;
-
-[[noreturn]] void refuse(const std::string& why) {
-  throw std::invalid_argument(why);
-}
-
-void require(bool holds, const std::string& why) {
-  if (!holds) {
-    refuse(why);
-  }
-}
 
 // The choices "a|b" of a usage item; a literal word is its only one.
 std::vector<std::string> choices(const std::string& item) {
@@ -101,7 +90,7 @@ Tokens tokenize(const std::string& line, std::string& source) {
         i += line[i] == '\\' && i + 1 < line.size() ? 1U : 0U;
         text += line[i];
       }
-      require(i++ < line.size(), "unterminated text: a '\"' is missing");
+      check(i++ < line.size(), "unterminated text: a '\"' is missing");
       tokens.push_back({text, true});
     }
   }
@@ -149,22 +138,22 @@ std::int64_t parseNumber(const std::string& text, std::int64_t low,
   }
   std::uint64_t magnitude = 0;
   const auto [end, status] = std::from_chars(first, last, magnitude, base);
-  require(first != last && end == last && status != std::errc::invalid_argument,
-          '"' + text + "\" is not a number" + hint(text, words));
+  check(first != last && end == last && status != std::errc::invalid_argument,
+        '"' + text + "\" is not a number" + hint(text, words));
   // Beyond 36 bits nothing is in any range; the sign cannot overflow.
   const bool huge = status == std::errc::result_out_of_range ||
                     magnitude > (std::uint64_t{1} << 36);
   const std::int64_t value =
       static_cast<std::int64_t>(magnitude) * (negative ? -1 : 1);
-  require(!huge && value >= low && value <= high,
-          text + " is out of range (" + std::to_string(low) + " to " +
-              std::to_string(high) + ')' + hint(text, words));
+  check(!huge && value >= low && value <= high,
+        text + " is out of range (" + std::to_string(low) + " to " +
+            std::to_string(high) + ')' + hint(text, words));
   return value;
 }
 
 std::int64_t parseBool(const std::string& text) {
-  require(text == "true" || text == "false",
-          '"' + text + "\" is neither true nor false");
+  check(text == "true" || text == "false",
+        '"' + text + "\" is neither true nor false");
   return text == "true" ? 1 : 0;
 }
 
@@ -180,22 +169,21 @@ void parseBytes(const Tokens& tokens, std::size_t i, bool allowTimes,
       const std::string& text = tokens[i].text;
       unsigned int byte = 0;
       const char* const end = text.data() + text.size();
-      if (text.size() != 2 || tokens[i].quoted ||
-          std::from_chars(text.data(), end, byte, 16).ptr != end) {
-        refuse('"' + text + "\" is not a byte (two hex digits, e.g. 0a)" +
-               hint(text, {"empty", "times"}));
-      }
+      check(text.size() == 2 && !tokens[i].quoted &&
+                std::from_chars(text.data(), end, byte, 16).ptr == end,
+            '"' + text + "\" is not a byte (two hex digits, e.g. 0a)" +
+                hint(text, {"empty", "times"}));
       step.bytes.push_back(static_cast<unsigned char>(byte));
     }
-    require(!step.bytes.empty(),
-            "no data bytes (write `empty` for a message without any)");
+    check(!step.bytes.empty(),
+          "no data bytes (write `empty` for a message without any)");
   }
   if (i == tokens.size()) {
     return;
   }
-  require(allowTimes && tokens[i].text == "times" && i + 2 == tokens.size(),
-          "unexpected \"" + tokens[i].text + "\" after the data" +
-              (allowTimes ? " (only `times N` may follow)" : ""));
+  check(allowTimes && tokens[i].text == "times" && i + 2 == tokens.size(),
+        "unexpected \"" + tokens[i].text + "\" after the data" +
+            (allowTimes ? " (only `times N` may follow)" : ""));
   const Placeholder& bytes = *findPlaceholder("<bytes>");
   step.times = static_cast<std::uint32_t>(
       parseNumber(tokens[i + 1].text, bytes.low, bytes.high));
@@ -217,9 +205,9 @@ void parseMatcher(const Tokens& tokens, std::size_t i, TraceMatcher& matcher) {
       matcher.text = tokens[++i].text;
       matcher.containing = true;
     } else {
-      refuse("unexpected \"" + token.text + "\" in a trace matcher" +
-             hint(token.text, {"level", "function", "containing"},
-                  "level N, function NAME, \"text\" or containing \"text\""));
+      fail("unexpected \"" + token.text + "\" in a trace matcher" +
+           hint(token.text, {"level", "function", "containing"},
+                "level N, function NAME, \"text\" or containing \"text\""));
     }
   }
 }
@@ -258,18 +246,17 @@ void parseArgument(const std::string& item, const Tokens& tokens, std::size_t i,
               : parseNumber(text, placeholder.low, placeholder.high, words));
       return;
     case Placeholder::Word:
-      require(word != words.end(),
-              "unknown " + item.substr(1, item.size() - 2) + " \"" + text +
-                  '"' +
-                  hint(text, words,
-                       words.size() <= 3 ? "expected " + listed(words) : ""));
+      check(word != words.end(),
+            "unknown " + item.substr(1, item.size() - 2) + " \"" + text + '"' +
+                hint(text, words,
+                     words.size() <= 3 ? "expected " + listed(words) : ""));
       break;
     case Placeholder::Name:
       if (text.empty() || !std::all_of(text.begin(), text.end(), [&](char c) {
             return std::isalnum(static_cast<unsigned char>(c)) != 0 ||
                    std::strchr(placeholder.punctuation, c) != nullptr;
           })) {
-        refuse('"' + text + "\" is not a name");
+        fail('"' + text + "\" is not a name");
       }
       break;
   }
@@ -280,8 +267,8 @@ void parseArgument(const std::string& item, const Tokens& tokens, std::size_t i,
 // outputs by name, each with its value; ais, rdi and rdiRemote are flags.
 void parseResult(const StepRow& row, const Tokens& tokens, Step& step) {
   const std::vector<std::string> result = row.result();
-  require(!result.empty(), "this step has no result to state after =>");
-  require(!tokens.empty(), "nothing after =>");
+  check(!result.empty(), "this step has no result to state after =>");
+  check(!tokens.empty(), "nothing after =>");
   Outcome expected{result[0] == "N" ? parseNumber(tokens[0].text, 0, kU32Max)
                                     : parseBool(tokens[0].text)};
   std::vector<std::string> outputs;
@@ -292,12 +279,12 @@ void parseResult(const StepRow& row, const Tokens& tokens, Step& step) {
   }
   for (std::size_t i = 1; i < tokens.size(); i += 2) {
     const std::string& name = tokens[i].text;
-    require(!outputs.empty(),
-            "unexpected \"" + name + "\": this step has no outputs");
-    require(std::find(outputs.begin(), outputs.end(), name) != outputs.end(),
-            "unknown output \"" + name + '"' +
-                hint(name, outputs, "outputs: " + names));
-    require(i + 1 < tokens.size(), "output \"" + name + "\" has no value");
+    check(!outputs.empty(),
+          "unexpected \"" + name + "\": this step has no outputs");
+    check(std::find(outputs.begin(), outputs.end(), name) != outputs.end(),
+          "unknown output \"" + name + '"' +
+              hint(name, outputs, "outputs: " + names));
+    check(i + 1 < tokens.size(), "output \"" + name + "\" has no value");
     const std::string& text = tokens[i + 1].text;
     expected.outputs.emplace_back(
         name, name == "ais" || name == "rdi" || name == "rdiRemote"
@@ -357,7 +344,7 @@ void parseStep(const Tokens& tokens, Step& step) {
       rows.push_back(&row);
     }
   }
-  require(!rows.empty(), "unknown step \"" + name + '"' + hint(name, names));
+  check(!rows.empty(), "unknown step \"" + name + '"' + hint(name, names));
   for (const StepRow* row : rows) {
     const std::vector<std::string> form = row->form();
     if (fit(form, call) <= form.size()) {
@@ -372,7 +359,7 @@ void parseStep(const Tokens& tokens, Step& step) {
     }
     return;
   }
-  refuse(misfit(rows, call));
+  fail(misfit(rows, call));
 }
 
 }  // namespace
@@ -404,12 +391,12 @@ std::vector<std::string> parseScenario(const std::string& file,
         if (registers) {
           registered.insert(callback);
         } else if (registered.count(callback) == 0) {
-          refuse("client \"" + step.words[0] + "\" registers no port " +
-                 std::to_string(step.numbers[1]) + " on channel " +
-                 std::to_string(step.numbers[0]) + " before this line");
+          fail("client \"" + step.words[0] + "\" registers no port " +
+               std::to_string(step.numbers[1]) + " on channel " +
+               std::to_string(step.numbers[0]) + " before this line");
         }
       }
-    } catch (const std::invalid_argument& refusal) {
+    } catch (const Failure& refusal) {
       errors.push_back(step.where + ": " + refusal.what());
       continue;
     }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <sstream>
-#include <stdexcept>
 
 #include "ModuleManager.h"
 #include "NodeFacts.h"
@@ -10,12 +9,6 @@
 namespace trafsim {
 
 namespace {
-
-// What ends a step that cannot run or whose statement does not hold.
-class StepFailure : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
 
 std::string valueText(std::int64_t value) {
   return value == kUnset ? "unset" : std::to_string(value);
@@ -47,7 +40,7 @@ ScenarioRunner::~ScenarioRunner() {
     if (m_module) {
       unload();
     }
-  } catch (const StepFailure&) {
+  } catch (const Failure&) {
     // Nothing is left to tell it to: the run is over.
   }
   standin::TraceControl::setPrinter(nullptr);
@@ -63,7 +56,7 @@ void ScenarioRunner::run(const Scenario& scenario) {
   m_report.line("end of scenario: unloading the module");
   try {
     unload();
-  } catch (const StepFailure& failure) {
+  } catch (const Failure& failure) {
     m_report.failed("end of scenario", failure.what());
   }
 }
@@ -82,7 +75,7 @@ void ScenarioRunner::runStep(const Step& step) {
     } else {
       callHandler(step.row->call);
     }
-  } catch (const StepFailure& failure) {
+  } catch (const Failure& failure) {
     m_report.line("    FAILED " + step.where + ": " + failure.what());
     m_report.failed(step.where, failure.what());
     return;
@@ -97,9 +90,9 @@ standin::FakeDriver& ScenarioRunner::driver() const {
   return standin::FakeDriverLayer::instance().driver(word(0));
 }
 
-void ScenarioRunner::fail(const std::string& why) { throw StepFailure(why); }
+void fail(const std::string& why) { throw Failure(why); }
 
-void ScenarioRunner::check(bool holds, const std::string& why) {
+void check(bool holds, const std::string& why) {
   if (!holds) {
     fail(why);
   }
@@ -192,7 +185,7 @@ void ScenarioRunner::runPhase() {
     m_report.phaseRun(word(0), module->moduleId(), status);
     try {
       expectOutcome({status, {}, "module " + moduleId});
-    } catch (const StepFailure& failure) {
+    } catch (const Failure& failure) {
       firstError = firstError.empty()
                        ? "module " + moduleId + ": " + failure.what()
                        : firstError;
@@ -231,7 +224,7 @@ void ScenarioRunner::callHandler(StepRow::Call call) {
                    shown(outcome, ", ", " ("), client);
     try {
       expectOutcome(outcome);
-    } catch (const StepFailure& failure) {
+    } catch (const Failure& failure) {
       firstError = firstError.empty() ? failure.what() : firstError;
     }
   }

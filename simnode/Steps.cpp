@@ -83,10 +83,10 @@ void expectTrace(Runner& r) {
   const std::optional<TraceRecord> found = findTrace(r);
   if (r.step().row->form()[1] == "no") {
     if (found) {
-      Runner::fail("unexpected trace line: L" +
-                   std::to_string(static_cast<unsigned>(found->level)) + ' ' +
-                   found->function + ":" + std::to_string(found->line) + " \"" +
-                   found->text + '"');
+      fail("unexpected trace line: L" +
+           std::to_string(static_cast<unsigned>(found->level)) + ' ' +
+           found->function + ":" + std::to_string(found->line) + " \"" +
+           found->text + '"');
     }
     return;
   }
@@ -100,7 +100,7 @@ void expectTrace(Runner& r) {
   if (m.text) {
     text += (m.containing ? " containing \"" : " \"") + *m.text + '"';
   }
-  Runner::check(found.has_value(), "no " + text + " since the last step");
+  check(found.has_value(), "no " + text + " since the last step");
 }
 
 void expectGot(Runner& r) {
@@ -109,19 +109,19 @@ void expectGot(Runner& r) {
   const std::string callback = "client " + r.word(0) + " on channel " +
                                std::to_string(r.u32(0)) + " port " +
                                std::to_string(r.u32(1)) + ": ";
-  Runner::check(received.size() == r.u32(2),
-                callback + "expected messages " + std::to_string(r.u32(2)) +
-                    ", got " + std::to_string(received.size()));
+  check(received.size() == r.u32(2), callback + "expected messages " +
+                                         std::to_string(r.u32(2)) + ", got " +
+                                         std::to_string(received.size()));
   for (const auto& message : received) {
-    Runner::check(message.portId == r.u32(1),
-                  callback + "called with port id " +
-                      std::to_string(received.back().portId));
+    check(message.portId == r.u32(1),
+          callback + "called with port id " +
+              std::to_string(received.back().portId));
   }
   const std::vector<unsigned char> last =
       received.empty() ? std::vector<unsigned char>{} : received.back().data;
-  Runner::check(!r.step().hasBytes || last == r.step().bytes,
-                callback + "expected last message " + hexBytes(r.step().bytes) +
-                    ", got " + hexBytes(last));
+  check(!r.step().hasBytes || last == r.step().bytes,
+        callback + "expected last message " + hexBytes(r.step().bytes) +
+            ", got " + hexBytes(last));
 }
 
 void expectDriver(Runner& r) {
@@ -149,9 +149,9 @@ void expectBinding(Runner& r) {
     }
   }
   const std::string name = r.node().entryName(bound);
-  Runner::check(name == r.word(0), "port index " + std::to_string(r.u32(1)) +
-                                       " of ct " + std::to_string(r.u32(0)) +
-                                       " is bound to " + name);
+  check(name == r.word(0), "port index " + std::to_string(r.u32(1)) +
+                               " of ct " + std::to_string(r.u32(0)) +
+                               " is bound to " + name);
 }
 
 Outcome sendMessage(Runner& r, Handler& h) {
@@ -320,9 +320,9 @@ const std::vector<StepRow>& stepTable() {
       {"frame-format <channel> fec <i32> xaui <u32>",
        "The platform loads a frame format on the channel.",
        [](Runner& r) {
-         Runner::check(r.node().loadFrameFormat(r.u32(0), r.i32(1), r.u32(2)),
-                       "IFrameFormat_" + std::to_string(r.u32(0)) +
-                           " is no frame format of the platform");
+         check(r.node().loadFrameFormat(r.u32(0), r.i32(1), r.u32(2)),
+               "IFrameFormat_" + std::to_string(r.u32(0)) +
+                   " is no frame format of the platform");
        }},
       {"hccd status <i32>", "The HCC-D handler answers this status.",
        [](Runner& r) { r.node().hccd().setStatus(r.i32(0)); }},
@@ -344,8 +344,8 @@ const std::vector<StepRow>& stepTable() {
        "Data from the far end on a port index of a ct.",
        [](Runner& r) {
          for (std::uint32_t i = 0; i < r.step().times; ++i) {
-           Runner::check(r.node().receive(r.u32(0), r.u32(1), r.step().bytes),
-                         "no module loaded to receive the data");
+           check(r.node().receive(r.u32(0), r.u32(1), r.step().bytes),
+                 "no module loaded to receive the data");
          }
        }},
       {"wait", "Waits until the transport has delivered everything.",
@@ -422,17 +422,17 @@ const std::vector<StepRow>& stepTable() {
          const std::vector<std::string> names = InterfaceBrokerControl::names();
          const bool present =
              std::find(names.begin(), names.end(), r.word(0)) != names.end();
-         Runner::check(present == (r.choice(0) == 0),
-                       '"' + r.word(0) + (present ? "\" is" : "\" is not") +
-                           " in the registry");
+         check(present == (r.choice(0) == 0),
+               '"' + r.word(0) + (present ? "\" is" : "\" is not") +
+                   " in the registry");
        }},
       {"expect service <ct> running|stopped",
        "Whether the ct's HCC-D service runs.",
        [](Runner& r) {
          const bool running = r.node().hccd().isServiceRunning(r.u32(0));
-         Runner::check(running == (r.choice(0) == 0),
-                       "the HCC-D service of ct " + std::to_string(r.u32(0)) +
-                           (running ? " is running" : " is not running"));
+         check(running == (r.choice(0) == 0),
+               "the HCC-D service of ct " + std::to_string(r.u32(0)) +
+                   (running ? " is running" : " is not running"));
        }},
       {"expect modules <u32>",
        "How many module objects the module manager holds.",
