@@ -30,13 +30,15 @@ namespace trafsim {
 class ScenarioRunner;
 
 // Why a line of a scenario is refused, or a step failed: what `fail` throws,
-// and `check` unless `holds`.
+// `check` unless `holds`, and `same` with "expected <what><wanted>, got
+// <actual>" when they differ.
 class Failure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 [[noreturn]] void fail(const std::string& why);
 void check(bool holds, const std::string& why);
+void same(const std::string& what, std::int64_t wanted, std::int64_t actual);
 
 // An output that still holds what the simulator put there before the call.
 constexpr std::int64_t kUnset = -1;
@@ -190,10 +192,6 @@ class ScenarioRunner {
   }
   // The driver the step names first.
   standin::FakeDriver& driver() const;
-
-  // Fails with "expected <what><wanted>, got <actual>" when they differ.
-  static void same(const std::string& what, std::int64_t wanted,
-                   std::int64_t actual);
 
   // The platform's calls into the module. `lifecycle` calls "initialize"
   // (with the HCC-D handler), "registerPhases" or "deinitialize" of the

@@ -98,8 +98,7 @@ void check(bool holds, const std::string& why) {
   }
 }
 
-void ScenarioRunner::same(const std::string& what, std::int64_t wanted,
-                          std::int64_t actual) {
+void same(const std::string& what, std::int64_t wanted, std::int64_t actual) {
   check(wanted == actual,
         "expected " + what + valueText(wanted) + ", got " + valueText(actual));
 }

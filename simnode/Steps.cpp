@@ -137,7 +137,7 @@ void expectDriver(Runner& r) {
     actual = std::count_if(calls.begin(), calls.end(),
                            [kind](const auto& c) { return c.kind == kind; });
   }
-  Runner::same(r.word(0) + ' ' + what + ' ', r.u32(0), actual);
+  same(r.word(0) + ' ' + what + ' ', r.u32(0), actual);
 }
 
 void expectBinding(Runner& r) {
@@ -437,9 +437,9 @@ const std::vector<StepRow>& stepTable() {
       {"expect modules <u32>",
        "How many module objects the module manager holds.",
        [](Runner& r) {
-         Runner::same("module objects ", r.u32(0),
-                      static_cast<std::int64_t>(
-                          standin::ModuleManager::instance().modules().size()));
+         same("module objects ", r.u32(0),
+              static_cast<std::int64_t>(
+                  standin::ModuleManager::instance().modules().size()));
        }},
       {"expect binding <ct> <index> hccDataReceivedCt1|hccDataReceivedCt2|none",
        "The receive entry the port index of the ct is bound to.",
@@ -447,10 +447,9 @@ const std::vector<StepRow>& stepTable() {
       {"expect sent|dropped|refused|delivered <channel> <port> <u32>",
        "How many messages of the channel's port went so.",
        [](Runner& r) {
-         Runner::same(
-             r.word(0) + ' ', r.u32(2),
-             static_cast<std::int64_t>(r.report().counted(
-                 static_cast<Traffic>(r.choice(0)), r.u32(0), r.u32(1))));
+         same(r.word(0) + ' ', r.u32(2),
+              static_cast<std::int64_t>(r.report().counted(
+                  static_cast<Traffic>(r.choice(0)), r.u32(0), r.u32(1))));
        }},
   };
   return rows;
