@@ -110,14 +110,14 @@ void Report::phaseRun(const std::string& phase, unsigned int moduleId,
       {phase, std::to_string(moduleId), std::to_string(status) + hex});
 }
 
-void Report::met() {
+void Report::expectation(const std::string& where, const std::string& failure) {
+  line(failure.empty() ? "    ok" : "    FAILED " + where + ": " + failure);
   const std::lock_guard<std::mutex> lock(m_mutex);
-  ++m_met;
-}
-
-void Report::failed(const std::string& where, const std::string& what) {
-  const std::lock_guard<std::mutex> lock(m_mutex);
-  m_failures.push_back(where + ": " + what);
+  if (failure.empty()) {
+    ++m_met;
+  } else {
+    m_failures.push_back(where + ": " + failure);
+  }
 }
 
 bool Report::finish() {

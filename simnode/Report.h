@@ -51,8 +51,8 @@ class Report {
                         std::uint32_t portId) const;
   void phaseRun(const std::string& phase, unsigned int moduleId,
                 unsigned int status);
-  void met();
-  void failed(const std::string& where, const std::string& what);
+  // An expectation of the line `where`: "ok", or "FAILED" with `failure`.
+  void expectation(const std::string& where, const std::string& failure);
 
   // The tables (unless quiet), then "All 12 expectations met." or the
   // failed ones, one per line; true when none failed.

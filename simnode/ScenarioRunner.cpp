@@ -57,7 +57,7 @@ void ScenarioRunner::run(const Scenario& scenario) {
   try {
     unload();
   } catch (const Failure& failure) {
-    m_report.failed("end of scenario", failure.what());
+    m_report.expectation("end of scenario", failure.what());
   }
 }
 
@@ -76,13 +76,11 @@ void ScenarioRunner::runStep(const Step& step) {
       callHandler(step.row->call);
     }
   } catch (const Failure& failure) {
-    m_report.line("    FAILED " + step.where + ": " + failure.what());
-    m_report.failed(step.where, failure.what());
+    m_report.expectation(step.where, failure.what());
     return;
   }
   if (step.isExpectation() || step.result) {
-    m_report.line("    ok");
-    m_report.met();
+    m_report.expectation(step.where, "");
   }
 }
 
