@@ -1,7 +1,9 @@
-// Reads the scenario language; every step's forms come from `stepTable`, so
-// a line fits one of them or is refused with what comes closest. Each part
-// of a line that is malformed fails with its reason, which the line's error
-// carries.
+// The scenario language as text: its placeholders, the reference written
+// from them and from the steps' usages, and the reading of a scenario. A line
+// fits one of a step's forms or is refused with what comes closest; each
+// malformed part fails with its reason, which the line's error carries.
+#include "Scenario.h"
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
@@ -10,7 +12,8 @@
 #include <sstream>
 #include <tuple>
 
-#include "Scenario.h"
+#include "ModuleManager.h"
+#include "NodeFacts.h"
 
 namespace trafsim {
 
@@ -362,7 +365,138 @@ void parseStep(const Tokens& tokens, Step& step) {
   fail(misfit(rows, call));
 }
 
+Placeholder number(const char* name, const char* meaning, std::int64_t low = 0,
+                   std::int64_t high = kU32Max,
+                   std::vector<std::string> words = {}) {
+  return {name, Placeholder::Number, meaning, low, high, std::move(words)};
+}
+
+Placeholder word(const char* name, const char* meaning,
+                 std::vector<std::string> words) {
+  return {name, Placeholder::Word, meaning, 0, 0, std::move(words)};
+}
+
+Placeholder name(const char* name, const char* meaning,
+                 const char* punctuation) {
+  return {name, Placeholder::Name, meaning, 0, 0, {}, punctuation};
+}
+
+std::vector<std::string> phaseNames() {
+  std::vector<std::string> names;
+  for (const standin::Phase phase : standin::kPhases) {
+    names.emplace_back(standin::phaseName(phase));
+  }
+  return names;
+}
+
+// `text` indented by four blanks, wrapped before column 80.
+void writeWrapped(std::ostream& out, const std::string& text) {
+  std::istringstream words(text);
+  std::string line = "   ";
+  for (std::string word; words >> word;) {
+    if (line.size() > 3 && line.size() + 1 + word.size() >= 80) {
+      out << line << '\n';
+      line = "   ";
+    }
+    line += ' ' + word;
+  }
+  out << line << '\n';
+}
+
 }  // namespace
+
+const std::vector<Placeholder>& placeholders() {
+  static const std::vector<Placeholder> table = {
+      number("<count>", "A number of channels"),
+      number("<channel>", "A channel value"),
+      number("<port>", "A port id"),
+      number("<index>", "An HCC-D port index"),
+      number("<u32>", "A value or count"),
+      number("<i32>", "A status", -2147483648LL, 2147483647),
+      number("<ct>", "An HCC-D ct, 0 for channel 1 and 1 for channel 2", 0, 1),
+      number("<level>", "An OVT.TRAF trace level", 1, 6),
+      number("<threshold>", "The highest OVT.TRAF trace level on, 0 for none",
+             0, 6),
+      number("<action>", "What to do", 0, kU32Max, {"start", "stop"}),
+      word("<bool>", "A flag", {"true", "false"}),
+      word("<phase>", "A phase callback's name without \"on\"", phaseNames()),
+      word("<driver>",
+           "A driver of the board; each holds 0 and answers status 0 until a "
+           "step sets otherwise",
+           nodefacts::boardDriverNames()),
+      name("<client>",
+           "Any name you choose for a client module: letters, digits and _",
+           "_"),
+      name("<name>", "A registry name: letters, digits, _, . and -", "_.-"),
+      {"<bytes>", Placeholder::Rest,
+       "Two hex digits a byte (01 02), or empty; `times N` may follow, N", 1,
+       100000},
+      {"<data>", Placeholder::Rest, "As <bytes>, without `times`"},
+      {"<matcher>", Placeholder::Rest,
+       "Any of level N, function NAME, \"text\" and containing \"text\""},
+  };
+  return table;
+}
+
+const Placeholder* findPlaceholder(const std::string& name) {
+  for (const Placeholder& placeholder : placeholders()) {
+    if (name == placeholder.name) {
+      return &placeholder;
+    }
+  }
+  return nullptr;
+}
+
+std::vector<std::string> StepRow::words(bool result) const {
+  std::istringstream in(usage);
+  std::vector<std::string> words;
+  bool inside = false;
+  for (std::string word; in >> word;) {
+    inside = inside || word == "[=>";
+    if (inside == result && word != "[=>") {
+      words.push_back(word.back() == ']' ? word.substr(0, word.size() - 1)
+                                         : word);
+    }
+  }
+  return words;
+}
+
+void writeStepReference(std::ostream& out) {
+  out << "Placeholders (numbers are decimal or 0x hex):\n";
+  for (const Placeholder& placeholder : placeholders()) {
+    std::string text = placeholder.meaning;
+    const std::vector<std::string>& words = placeholder.words;
+    if (placeholder.kind == Placeholder::Number) {
+      for (std::size_t i = 0; i < words.size(); ++i) {
+        text +=
+            (i == 0 ? ": " : ", ") + words[i] + " (" + std::to_string(i) + ')';
+      }
+      text += words.empty() ? ": " : ", or ";
+    } else if (placeholder.kind == Placeholder::Word) {
+      text += ": " + listed(words);
+    }
+    if (placeholder.high > placeholder.low) {
+      text += (placeholder.kind == Placeholder::Rest ? " " : "") +
+              std::to_string(placeholder.low) + " to " +
+              std::to_string(placeholder.high);
+    }
+    out << placeholder.name << '\n';
+    writeWrapped(out, text + '.');
+  }
+  out << "\nSteps:\n";
+  for (const StepRow& row : stepTable()) {
+    out << row.usage << '\n';
+    writeWrapped(out, row.what);
+  }
+}
+
+std::string listed(const std::vector<std::string>& words) {
+  std::string text;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    text += (i == 0 ? "" : i + 1 == words.size() ? " or " : ", ") + words[i];
+  }
+  return text;
+}
 
 std::vector<std::string> parseScenario(const std::string& file,
                                        const std::string& text,
