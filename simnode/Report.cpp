@@ -152,16 +152,6 @@ bool Report::finish() {
   return false;
 }
 
-void Report::call(Party from, Party to, const std::string& text,
-                  const std::string& client) {
-  add(from, to, "->>", text, client);
-}
-
-void Report::reply(Party from, Party to, const std::string& text,
-                   const std::string& client) {
-  add(from, to, "-->>", text, client);
-}
-
 void Report::add(Party from, Party to, const char* arrow,
                  const std::string& text, const std::string& client) {
   const std::lock_guard<std::mutex> lock(m_mutex);

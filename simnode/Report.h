@@ -61,9 +61,13 @@ class Report {
   // A call between two parties, and its reply; `client` names the client
   // where `from` or `to` is one.
   void call(Party from, Party to, const std::string& text,
-            const std::string& client = {});
+            const std::string& client = {}) {
+    add(from, to, "->>", text, client);
+  }
   void reply(Party from, Party to, const std::string& text,
-             const std::string& client = {});
+             const std::string& client = {}) {
+    add(from, to, "-->>", text, client);
+  }
   // The calls so far as a Mermaid sequence diagram.
   void writeSequence(std::ostream& out) const;
 

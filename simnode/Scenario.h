@@ -204,8 +204,9 @@ class ScenarioRunner {
 
  private:
   void runStep(const Step& step);
-  // Fails unless a module is loaded, and its handler got where `handler`.
-  void need(bool handler) const;
+  // Fails unless a module is loaded where `module`, and its handler got where
+  // `handler`.
+  void need(bool module, bool handler) const;
   // A client module's call, `times` times.
   void callHandler(StepRow::Call call);
   // Shows `outcome` and compares it with the step's "=> ...".

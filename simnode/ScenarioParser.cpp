@@ -68,10 +68,9 @@ std::string hint(const std::string& text, const std::vector<std::string>& known,
       closest = name;
     }
   }
-  if (!closest.empty()) {
-    return " (did you mean " + closest + "?)";
-  }
-  return otherwise.empty() ? "" : " (" + otherwise + ')';
+  return !closest.empty()    ? " (did you mean " + closest + "?)"
+         : otherwise.empty() ? ""
+                             : " (" + otherwise + ')';
 }
 
 // Splits a line into words and double-quoted texts (with \" and \\) up to an
@@ -439,12 +438,10 @@ const std::vector<Placeholder>& placeholders() {
 }
 
 const Placeholder* findPlaceholder(const std::string& name) {
-  for (const Placeholder& placeholder : placeholders()) {
-    if (name == placeholder.name) {
-      return &placeholder;
-    }
-  }
-  return nullptr;
+  const std::vector<Placeholder>& all = placeholders();
+  const auto it = std::find_if(all.begin(), all.end(),
+                               [&](const auto& p) { return name == p.name; });
+  return it == all.end() ? nullptr : &*it;
 }
 
 std::vector<std::string> StepRow::words(bool result) const {

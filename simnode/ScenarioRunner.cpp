@@ -3,6 +3,7 @@
 #include "Scenario.h"
 
 #include <algorithm>
+#include <iomanip>
 #include <sstream>
 
 #include "InterfaceBrokerControl.h"
@@ -19,8 +20,6 @@ using standin::FakeDriverLayer;
 using standin::TraceControl;
 using standin::TraceRecord;
 
-constexpr char kHex[] = "0123456789abcdef";
-
 // What an unsigned output holds until the handler writes it; shown as
 // "unset".
 constexpr unsigned int kUnwritten = 0xDEADBEEF;
@@ -30,12 +29,12 @@ std::int64_t output(unsigned int value) {
 }
 
 std::string hexBytes(const std::vector<unsigned char>& bytes) {
-  std::string text;
+  std::ostringstream text;
   for (const unsigned char byte : bytes) {
-    text += (text.empty() ? "" : " ") + std::string{kHex[byte >> 4U]} +
-            kHex[byte & 15U];
+    text << (text.tellp() > 0 ? " " : "") << std::hex << std::setw(2)
+         << std::setfill('0') << static_cast<unsigned>(byte);
   }
-  return text.empty() ? "empty" : text;
+  return bytes.empty() ? "empty" : text.str();
 }
 
 // The first trace line since the last step that is no expectation that the
@@ -261,8 +260,9 @@ void same(const std::string& what, std::int64_t wanted, std::int64_t actual) {
         "expected " + what + valueText(wanted) + ", got " + valueText(actual));
 }
 
-void ScenarioRunner::need(bool handler) const {
-  check(m_module != nullptr, "no module loaded (load or startup first)");
+void ScenarioRunner::need(bool module, bool handler) const {
+  check(!module || m_module != nullptr,
+        "no module loaded (load or startup first)");
   check(!handler || m_handler != nullptr,
         "no traffic handler (getInstance or startup first)");
 }
@@ -279,7 +279,7 @@ void ScenarioRunner::load() {
 }
 
 void ScenarioRunner::unload() {
-  need(false);
+  need(true, false);
   // Nothing may still be on its way into the library's entries.
   m_node.waitUntilDelivered();
   m_node.setModule(nullptr);
@@ -292,14 +292,14 @@ void ScenarioRunner::unload() {
 }
 
 void ScenarioRunner::getInstance() {
-  need(false);
+  need(true, false);
   m_report.call(Party::Platform, Party::TrafHandler,
                 "getInstance(" + std::to_string(u32(0)) + ')');
   m_handler = &m_module->getInstance(channel());
 }
 
 void ScenarioRunner::lifecycle(const std::string& call, bool show) {
-  need(true);
+  need(true, true);
   const bool initialize = call == "initialize";
   m_report.call(Party::Platform, Party::TrafHandler,
                 call + (initialize ? "(HCC-D handler)" : "()"));
@@ -352,8 +352,7 @@ void ScenarioRunner::runPhase() {
 }
 
 void ScenarioRunner::callHandler(StepRow::Call call) {
-  check(m_handler != nullptr,
-        "no traffic handler (getInstance or startup first)");
+  need(false, true);
   // The operation and its arguments as written, data as its size; a named
   // client is the caller rather than an argument.
   const std::vector<std::string> form = step().row->form();

@@ -71,7 +71,24 @@ SimNode::SimNode(Report& report)
               call.name + ')');
     }
   });
-  m_hccd.setObserver([this](const auto& call) { hccdCalled(call); });
+  m_hccd.setObserver([this](const standin::FakeHccdHandler::Call& call) {
+    using Call = standin::FakeHccdHandler::Call;
+    static const char* const kNames[] = {"startService", "stopService",
+                                         "registerPort", "sendMessage"};
+    std::string text =
+        std::string(kNames[call.kind]) + "(ct " + std::to_string(call.ctIndex);
+    if (call.kind == Call::Register || call.kind == Call::Send) {
+      text +=
+          ", portIndex " + std::to_string(call.portIndex) + ", " +
+          (call.kind == Call::Send ? byteCount(call.data.size())
+                                   : entryName(call.binding.receiveFunction));
+    }
+    m_report.call(Party::TrafHandler, Party::HccdHandler, text + ')');
+    // The loopback link: what goes out comes back.
+    if (call.kind == Call::Send) {
+      (void)receive(call.ctIndex, call.portIndex, call.data);
+    }
+  });
 }
 
 SimNode::~SimNode() {
@@ -84,23 +101,6 @@ SimNode::~SimNode() {
   m_queued.notify_one();
   m_thread.join();
   m_hccd.setObserver(nullptr);
-}
-
-void SimNode::hccdCalled(const standin::FakeHccdHandler::Call& call) {
-  using Call = standin::FakeHccdHandler::Call;
-  static const char* const kNames[] = {"startService", "stopService",
-                                       "registerPort", "sendMessage"};
-  std::string text =
-      std::string(kNames[call.kind]) + "(ct " + std::to_string(call.ctIndex);
-  if (call.kind == Call::Register || call.kind == Call::Send) {
-    text += ", portIndex " + std::to_string(call.portIndex) + ", " +
-            (call.kind == Call::Send ? byteCount(call.data.size())
-                                     : entryName(call.binding.receiveFunction));
-  }
-  m_report.call(Party::TrafHandler, Party::HccdHandler, text + ')');
-  if (call.kind == Call::Send) {
-    (void)receive(call.ctIndex, call.portIndex, call.data);
-  }
 }
 
 void SimNode::setModule(const standin::TrafHandlerModule* module) {
@@ -209,12 +209,11 @@ bool SimNode::loadFrameFormat(std::uint32_t channel, std::int32_t fecType,
   // Only this platform registers objects of the stand-in's class.
   auto* const frameFormat = dynamic_cast<standin::FakeFrameFormat*>(
       InterfaceBrokerControl::entry("IFrameFormat_" + std::to_string(channel)));
-  if (frameFormat == nullptr) {
-    return false;
+  if (frameFormat != nullptr) {
+    frameFormat->setFecType(fecType);
+    frameFormat->setXauiPacketSize(xauiPacketSize);
   }
-  frameFormat->setFecType(fecType);
-  frameFormat->setXauiPacketSize(xauiPacketSize);
-  return true;
+  return frameFormat != nullptr;
 }
 
 void SimNode::setBehaviour(const std::string& client, Behaviour behaviour) {

@@ -99,7 +99,6 @@ class SimNode {
     std::vector<unsigned char> data;
   };
 
-  void hccdCalled(const standin::FakeHccdHandler::Call& call);
   void transport();
   Behaviour behaviour(const std::string& client) const;
 
