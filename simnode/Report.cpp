@@ -71,9 +71,7 @@ void Report::trace(const standin::TraceRecord& record, bool transport) {
                      record.object + " L" +
                      std::to_string(static_cast<unsigned>(record.level)) + ' ' +
                      record.function + ':' + std::to_string(record.line);
-  if (record.entry) {
-    text += " ->";
-  }
+  text += record.entry ? " ->" : "";
   if (!record.entry || !record.text.empty()) {
     text += " \"" + record.text + '"';
   }

@@ -32,8 +32,7 @@ class ScenarioRunner;
 // Why a line of a scenario is refused, or a step failed: what `fail` throws,
 // `check` unless `holds`, and `same` with "expected <what><wanted>, got
 // <actual>" when they differ.
-class Failure : public std::runtime_error {
- public:
+struct Failure : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 [[noreturn]] void fail(const std::string& why);

@@ -229,11 +229,8 @@ void ScenarioRunner::runStep(const Step& step) {
   m_report.line(step.where + " | " + step.source);
   m_step = &step;
   try {
-    if (step.row->run != nullptr) {
-      step.row->run(*this);
-    } else {
-      callHandler(step.row->call);
-    }
+    step.row->run != nullptr ? step.row->run(*this)
+                             : callHandler(step.row->call);
   } catch (const Failure& failure) {
     m_report.expectation(step.where, failure.what());
     return;

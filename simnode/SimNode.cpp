@@ -120,17 +120,14 @@ std::string SimNode::entryName(rl::traf::HccdReceiveFunction entry) const {
 
 bool SimNode::receive(unsigned int ctIndex, unsigned int portIndex,
                       std::vector<unsigned char> data) {
-  {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    const rl::traf::HccdReceiveFunction entry = m_entries[ctIndex == 0 ? 0 : 1];
-    if (entry == nullptr) {
-      return false;
-    }
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  const rl::traf::HccdReceiveFunction entry = m_entries[ctIndex == 0 ? 0 : 1];
+  if (entry != nullptr) {
     m_queue.push_back({entry, portIndex, std::move(data)});
     ++m_posted;
+    m_queued.notify_one();
   }
-  m_queued.notify_one();
-  return true;
+  return entry != nullptr;
 }
 
 void SimNode::waitUntilDelivered() {
@@ -140,10 +137,8 @@ void SimNode::waitUntilDelivered() {
 }
 
 void SimNode::hold(bool held) {
-  {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_held = held;
-  }
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_held = held;
   m_queued.notify_one();
 }
 
