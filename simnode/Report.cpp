@@ -35,10 +35,10 @@ void printTable(std::ostream& out, const std::string& title,
 // The diagram's id of a party; a client's is its name's, and a client
 // without a name stands for any client module.
 std::string partyId(Party party, const std::string& client) {
-  if (party != Party::Client) {
-    return std::string(1, "PTDH"[static_cast<int>(party)]);
-  }
-  return client.empty() ? "client" : "C_" + client;
+  const std::string id(1, "PTDH"[static_cast<int>(party)]);
+  return party != Party::Client ? id
+         : client.empty()       ? "client"
+                                : "C_" + client;
 }
 
 // Mermaid ends a message at ';' and starts a comment at '#'; both have
@@ -58,11 +58,10 @@ std::string byteCount(std::size_t length) {
 }
 
 void Report::line(const std::string& text) {
-  if (m_quiet) {
-    return;
-  }
   const std::lock_guard<std::mutex> lock(m_mutex);
-  m_out << text << '\n';
+  if (!m_quiet) {
+    m_out << text << '\n';
+  }
 }
 
 void Report::trace(const standin::TraceRecord& record, bool transport) {

@@ -190,7 +190,9 @@ class ScenarioRunner {
     return static_cast<ITrafHandler::Action>(u32(i));
   }
   // The driver the step names first.
-  standin::FakeDriver& driver() const;
+  standin::FakeDriver& driver() const {
+    return standin::FakeDriverLayer::instance().driver(word(0));
+  }
 
   // The platform's calls into the module. `lifecycle` calls "initialize"
   // (with the HCC-D handler), "registerPhases" or "deinitialize" of the

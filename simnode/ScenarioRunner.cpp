@@ -240,10 +240,6 @@ void ScenarioRunner::runStep(const Step& step) {
   }
 }
 
-standin::FakeDriver& ScenarioRunner::driver() const {
-  return standin::FakeDriverLayer::instance().driver(word(0));
-}
-
 void fail(const std::string& why) { throw Failure(why); }
 
 void check(bool holds, const std::string& why) {

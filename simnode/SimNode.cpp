@@ -142,10 +142,6 @@ void SimNode::hold(bool held) {
   m_queued.notify_one();
 }
 
-bool SimNode::isTransportThread() const {
-  return std::this_thread::get_id() == m_thread.get_id();
-}
-
 void SimNode::transport() {
   std::unique_lock<std::mutex> lock(m_mutex);
   for (;;) {

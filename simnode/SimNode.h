@@ -75,7 +75,9 @@ class SimNode {
   // While held, queued messages wait: a call that sends returns before the
   // transport delivers, whatever the threads' timing.
   void hold(bool held);
-  bool isTransportThread() const;
+  bool isTransportThread() const {
+    return std::this_thread::get_id() == m_thread.get_id();
+  }
 
   void setRegistryEntry(const std::string& name, RegistryEntry entry);
   // The platform loads a frame format on `channel`: new values for the
