@@ -302,6 +302,7 @@ void parseResult(const StepRow& row, const Tokens& tokens, Step& step) {
 std::string misfit(const std::vector<const StepRow*>& rows,
                    const Tokens& call) {
   std::vector<std::size_t> depths;
+  depths.reserve(rows.size());
   for (const StepRow* row : rows) {
     depths.push_back(fit(row->form(), call));
   }

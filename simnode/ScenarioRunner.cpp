@@ -336,9 +336,10 @@ void ScenarioRunner::runPhase() {
     try {
       expectOutcome({status, {}, "module " + moduleId});
     } catch (const Failure& failure) {
-      firstError = firstError.empty()
-                       ? "module " + moduleId + ": " + failure.what()
-                       : firstError;
+      if (firstError.empty()) {
+        firstError.append("module ").append(moduleId).append(": ").append(
+            failure.what());
+      }
     }
   }
   check(firstError.empty(), firstError);
