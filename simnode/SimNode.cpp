@@ -176,23 +176,14 @@ void SimNode::transport() {
 void SimNode::setRegistryEntry(const std::string& name, RegistryEntry entry) {
   InterfaceBroker& registry = *InterfaceBroker::getInstance();
   (void)registry.unregisterInterface(name, nullptr);
-  IInterface* object = nullptr;
-  switch (entry) {
-    case RegistryEntry::FrameFormat:
-      // Earlier objects stay alive: the module may still hold them.
-      m_frameFormats.push_back(
-          std::make_unique<standin::FakeFrameFormat>(0, 0));
-      object = m_frameFormats.back().get();
-      break;
-    case RegistryEntry::Foreign:
-      object = &m_foreign;
-      break;
-    case RegistryEntry::Null:
-      break;
-    case RegistryEntry::Missing:
-      return;
+  if (entry == RegistryEntry::FrameFormat) {
+    // Earlier objects stay alive: the module may still hold them.
+    m_frameFormats.push_back(std::make_unique<standin::FakeFrameFormat>(0, 0));
+    (void)registry.registerInterface(name, m_frameFormats.back().get());
+  } else if (entry != RegistryEntry::Missing) {
+    (void)registry.registerInterface(
+        name, entry == RegistryEntry::Foreign ? &m_foreign : nullptr);
   }
-  (void)registry.registerInterface(name, object);
 }
 
 bool SimNode::loadFrameFormat(std::uint32_t channel, std::int32_t fecType,
