@@ -77,9 +77,9 @@ const Placeholder* findPlaceholder(const std::string& name);
 // with "expect" is an expectation.
 //
 // What the step does is one of: `run`, which throws a `Failure` when the step
-// cannot run or what it states does not hold; or
-// `call` an `ITrafHandler` operation as a client module does, whose outcome
-// the runner shows and checks. The runner hands it the step's arguments.
+// cannot run or what it states does not hold; or `call` an `ITrafHandler`
+// operation as a client module does, whose outcome the runner shows and
+// checks. The runner hands it the step's arguments.
 struct StepRow {
   using Run = void (*)(ScenarioRunner& runner);
   using Call = Outcome (*)(ScenarioRunner& runner, ITrafHandler& handler);
@@ -170,8 +170,8 @@ class ScenarioRunner {
 
   void run(const Scenario& scenario);
 
-  // What the steps (Steps.cpp) work with: the node's parts, and the running
-  // step and its arguments, numbers as the 32-bit values it gave.
+  // What the step table works with: the node's parts, and the running step
+  // and its arguments, numbers as the 32-bit values it gave.
   SimNode& node() { return m_node; }
   Report& report() { return m_report; }
   const Step& step() const { return *m_step; }
