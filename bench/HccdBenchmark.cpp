@@ -77,7 +77,7 @@ BENCHMARK(directVirtualCall);
 // port registered on channel 2. Loaded once and kept for the whole run.
 void receiveEntryOfTheLoadedLibrary(benchmark::State& state) {
   struct Loaded {
-    std::unique_ptr<trafsim::TrafHandlerModule> module;
+    std::unique_ptr<standin::TrafHandlerModule> module;
     std::unique_ptr<rl::traf::HccdHandlerBase> hccd = makeNullHccdHandler();
     std::unique_ptr<ITrafHandler::HccdPortCallback> callback =
         makeCountingCallback();
@@ -85,7 +85,7 @@ void receiveEntryOfTheLoadedLibrary(benchmark::State& state) {
   };
   static Loaded* const loaded = [] {
     auto* const result = new Loaded();
-    result->module = trafsim::TrafHandlerModule::load(OVT_TRAF_HANDLER_LIBRARY,
+    result->module = standin::TrafHandlerModule::load(OVT_TRAF_HANDLER_LIBRARY,
                                                       result->error);
     if (result->module != nullptr) {
       ITrafHandler& handler = result->module->getInstance(RadioChannel_2);

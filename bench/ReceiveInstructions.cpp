@@ -34,7 +34,7 @@ int main(int argc, char** argv) {
   }
   std::string error;
   const auto module =
-      trafsim::TrafHandlerModule::load(OVT_TRAF_HANDLER_LIBRARY, error);
+      standin::TrafHandlerModule::load(OVT_TRAF_HANDLER_LIBRARY, error);
   if (module == nullptr) {
     std::fprintf(stderr, "%s\n", error.c_str());
     return 1;

@@ -6,26 +6,16 @@
 // or the sequence file was refused before anything ran.
 #include <CLI/CLI.hpp>
 
-#include <sys/stat.h>
-
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <memory>
-#include <sstream>
+#include <iterator>
 #include <string>
 
 #include "BuiltinScenario.h"
-#include "Clients.h"
-#include "Console.h"
-#include "ModuleLoader.h"
-#include "ScenarioParser.h"
-#include "ScenarioRunner.h"
-#include "Sequence.h"
-#include "SimPlatform.h"
-#include "Summary.h"
-#include "TraceControl.h"
+#include "Scenario.h"
 
 // TRAFSIM_DEFAULT_LIBRARY, TRAFSIM_VERSION and TRAFSIM_SONAME come from the
 // build.
@@ -35,7 +25,26 @@ namespace {
 constexpr int kExitFailed = 1;
 constexpr int kExitRefused = 2;
 
-struct Options {
+int refuse(const std::string& why) {
+  std::cerr << "trafsim: " << why << '\n';
+  return kExitRefused;
+}
+
+// Why the file `name` cannot be read into `text`; empty when it was read.
+std::string readFile(const std::string& name, std::string& text) {
+  std::error_code ignored;
+  if (std::filesystem::is_directory(name, ignored)) {
+    return "cannot read " + name + ": it is a directory";
+  }
+  std::ifstream in(name);
+  if (!in) {
+    return "cannot read " + name + ": " + std::strerror(errno);
+  }
+  text.assign(std::istreambuf_iterator<char>(in), {});
+  return {};
+}
+
+int runMain(int argc, char** argv) {
   std::string scenarioFile;
   std::string libraryPath = TRAFSIM_DEFAULT_LIBRARY;
   unsigned int traceLevel = 6;
@@ -43,122 +52,43 @@ struct Options {
   std::string sequenceFile;
   bool steps = false;
   bool version = false;
-};
-
-// The scenario's name and text; false, saying why in `error`, when the file
-// cannot be read.
-bool readScenario(const Options& options, std::string& name, std::string& text,
-                  std::string& error) {
-  if (options.scenarioFile.empty()) {
-    name = trafsim::kBuiltinScenarioName;
-    text = trafsim::kBuiltinScenarioText;
-    return true;
-  }
-  name = options.scenarioFile;
-  struct stat status {};
-  if (stat(name.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
-    error = "cannot read " + name + ": it is a directory";
-    return false;
-  }
-  std::ifstream in(name);
-  if (!in) {
-    error = "cannot read " + name + ": " + std::strerror(errno);
-    return false;
-  }
-  std::ostringstream content;
-  content << in.rdbuf();
-  text = content.str();
-  return true;
-}
-
-// A file name ending in ".md" gets the diagram as a Markdown code block,
-// which Markdown viewers draw; any other gets plain Mermaid.
-bool writeSequence(std::ofstream& out, const std::string& file,
-                   const trafsim::Sequence& sequence) {
-  const bool markdown =
-      file.size() > 3 && file.compare(file.size() - 3, 3, ".md") == 0;
-  if (markdown) {
-    out << "```mermaid\n";
-  }
-  sequence.writeMermaid(out);
-  if (markdown) {
-    out << "```\n";
-  }
-  return static_cast<bool>(out);
-}
-
-int run(const Options& options, const std::string& name,
-        const trafsim::Scenario& scenario, std::ofstream& sequenceOut) {
-  trafsim::Sequence sequence;
-  trafsim::Summary summary;
-  trafsim::Console console(std::cout, std::cerr, options.quiet);
-  console.text("Scenario " + name +
-               (options.scenarioFile.empty() ? " (built-in scenario)" : ""));
-  standin::TraceControl::setThreshold("OVT.TRAF", options.traceLevel);
-  {
-    trafsim::SimPlatform platform(sequence);
-    trafsim::Clients clients(sequence, summary, console);
-    trafsim::ScenarioRunner runner(
-        options.libraryPath, {platform, clients, sequence, summary, console});
-    runner.run(scenario);
-  }
-  if (!options.quiet) {
-    summary.print(std::cout);
-    std::cout << '\n';
-  }
-  summary.printVerdict(std::cout);
-  if (!options.sequenceFile.empty() &&
-      !writeSequence(sequenceOut, options.sequenceFile, sequence)) {
-    console.error("cannot write " + options.sequenceFile);
-    return kExitFailed;
-  }
-  return summary.failures() == 0 ? 0 : kExitFailed;
-}
-
-int runMain(int argc, char** argv) {
-  Options options;
   CLI::App app{
       "trafsim: runs libOvtTrafHandler.so on a simulated node platform and "
       "checks what a scenario expects of it."};
-  app.add_option("scenario", options.scenarioFile,
+  app.add_option("scenario", scenarioFile,
                  "Scenario file; the built-in scenario when none is given");
-  app.add_option("-t,--trace-level", options.traceLevel,
+  app.add_option("-t,--trace-level", traceLevel,
                  "OVT.TRAF trace levels 1 up to this one are on at the start "
                  "(0: none)")
       ->check(CLI::Range(0, 6))
       ->capture_default_str();
-  app.add_option("-l,--library", options.libraryPath,
-                 "The module library to load")
+  app.add_option("-l,--library", libraryPath, "The module library to load")
       ->capture_default_str();
-  app.add_flag("-q,--quiet", options.quiet,
+  app.add_flag("-q,--quiet", quiet,
                "Print only failed expectations and the verdict");
-  app.add_option("-s,--sequence", options.sequenceFile,
+  app.add_option("-s,--sequence", sequenceFile,
                  "Write the run as a Mermaid sequence diagram to this file "
                  "(a Markdown code block when it ends in .md)");
-  app.add_flag("--steps", options.steps,
+  app.add_flag("--steps", steps,
                "Print the scenario language's steps and exit");
-  app.add_flag("-V,--version", options.version,
+  app.add_flag("-V,--version", version,
                "Print the version and the library's file and SONAME, and exit");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kExitRefused;
   }
-
-  if (options.steps) {
+  if (steps) {
     trafsim::writeStepReference(std::cout);
     return 0;
   }
   // A library that cannot be loaded is refused before anything runs.
   std::string error;
-  std::unique_ptr<trafsim::TrafHandlerModule> library =
-      trafsim::TrafHandlerModule::load(options.libraryPath, error);
+  auto library = standin::TrafHandlerModule::load(libraryPath, error);
   if (!library) {
-    std::cerr << "trafsim: cannot load " << options.libraryPath << ": " << error
-              << '\n';
-    return kExitRefused;
+    return refuse("cannot load " + libraryPath + ": " + error);
   }
-  if (options.version) {
+  if (version) {
     const std::string soname = TRAFSIM_SONAME;
     std::cout << "trafsim " << TRAFSIM_VERSION << "\nlibrary "
               << library->file() << "\nSONAME "
@@ -166,34 +96,54 @@ int runMain(int argc, char** argv) {
     return 0;
   }
   library.reset();  // each `load` step loads it afresh
-  std::string name;
-  std::string text;
-  if (!readScenario(options, name, text, error)) {
-    std::cerr << "trafsim: " << error << '\n';
-    return kExitRefused;
+  const bool builtin = scenarioFile.empty();
+  const std::string name =
+      builtin ? trafsim::kBuiltinScenarioName : scenarioFile;
+  std::string text = trafsim::kBuiltinScenarioText;
+  error = builtin ? "" : readFile(name, text);
+  if (!error.empty()) {
+    return refuse(error);
   }
   trafsim::Scenario scenario;
-  const std::vector<trafsim::ParseError> errors =
+  const std::vector<std::string> errors =
       trafsim::parseScenario(name, text, scenario);
+  for (const std::string& line : errors) {
+    std::cerr << line << '\n';
+  }
   if (!errors.empty()) {
-    for (const trafsim::ParseError& parseError : errors) {
-      std::cerr << parseError.toString() << '\n';
-    }
-    std::cerr << "trafsim: " << name << " refused, nothing was run\n";
-    return kExitRefused;
+    return refuse(name + " refused, nothing was run");
   }
   // Opened now so that a sequence that cannot be written stops the run
   // before it starts.
   std::ofstream sequenceOut;
-  if (!options.sequenceFile.empty()) {
-    sequenceOut.open(options.sequenceFile);
+  if (!sequenceFile.empty()) {
+    sequenceOut.open(sequenceFile);
     if (!sequenceOut) {
-      std::cerr << "trafsim: cannot write " << options.sequenceFile << ": "
-                << std::strerror(errno) << '\n';
-      return kExitRefused;
+      return refuse("cannot write " + sequenceFile + ": " +
+                    std::strerror(errno));
     }
   }
-  return run(options, name, scenario, sequenceOut);
+  trafsim::Report report(std::cout, quiet);
+  report.line("Scenario " + name + (builtin ? " (built-in scenario)" : ""));
+  standin::TraceControl::setThreshold("OVT.TRAF", traceLevel);
+  {
+    trafsim::SimNode node(report);
+    trafsim::ScenarioRunner runner(libraryPath, node, report);
+    runner.run(scenario);
+  }
+  const bool held = report.finish();
+  if (!sequenceFile.empty()) {
+    // Markdown viewers draw a Mermaid code block.
+    const bool markdown =
+        std::filesystem::path(sequenceFile).extension() == ".md";
+    sequenceOut << (markdown ? "```mermaid\n" : "");
+    report.writeSequence(sequenceOut);
+    if (!(sequenceOut << (markdown ? "```\n" : ""))) {
+      std::cerr << "trafsim: cannot write " << sequenceFile << '\n';
+      return kExitFailed;
+    }
+  }
+  return held ? 0 : kExitFailed;
 }
 
 }  // namespace

@@ -84,13 +84,13 @@ class ClientKitWithModuleTest : public ::testing::Test {
   ClientKitWithModuleTest() {
     InterfaceBrokerControl::reset();
     std::string error;
-    module = trafsim::TrafHandlerModule::load(OVT_TRAF_HANDLER_LIBRARY, error);
+    module = standin::TrafHandlerModule::load(OVT_TRAF_HANDLER_LIBRARY, error);
     EXPECT_NE(module, nullptr) << error;
   }
   ~ClientKitWithModuleTest() override { InterfaceBrokerControl::reset(); }
 
   standin::FakeHccdHandler hccd;
-  std::unique_ptr<trafsim::TrafHandlerModule> module;
+  std::unique_ptr<standin::TrafHandlerModule> module;
 };
 
 // The answers that never vary, the flags `mlmGetAisRdi` leaves included:

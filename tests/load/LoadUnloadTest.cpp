@@ -31,8 +31,8 @@ TEST(LoadUnloadTest, UnloadInAFailingPlatformLeavesTheProcessRunning) {
   for (const bool withoutMemory : {false, true}) {
     InterfaceBrokerControl::reset();
     std::string error;
-    const std::unique_ptr<trafsim::TrafHandlerModule> module =
-        trafsim::TrafHandlerModule::load(OVT_TRAF_HANDLER_LIBRARY, error);
+    const std::unique_ptr<standin::TrafHandlerModule> module =
+        standin::TrafHandlerModule::load(OVT_TRAF_HANDLER_LIBRARY, error);
     ASSERT_NE(module, nullptr) << error;
     standin::FakeHccdHandler hccd;
     (void)module->getInstance(RadioChannel_2);

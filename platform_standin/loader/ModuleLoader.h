@@ -7,8 +7,8 @@
 //
 // Thread-safety: load, the lifecycle calls and unload belong to one thread;
 // the receive entries may be called from any thread.
-#ifndef SIMNODE_MODULELOADER_H
-#define SIMNODE_MODULELOADER_H
+#ifndef PLATFORM_STANDIN_LOADER_MODULELOADER_H
+#define PLATFORM_STANDIN_LOADER_MODULELOADER_H
 
 #include <cstdint>
 #include <memory>
@@ -21,7 +21,7 @@ namespace tarvik {
 class TrafHandler;
 }  // namespace tarvik
 
-namespace trafsim {
+namespace standin {
 
 // The library's entries by symbol name, as the platform resolves them.
 namespace entry {
@@ -89,6 +89,6 @@ class TrafHandlerModule {
   tarvik::TrafHandler* m_handler = nullptr;
 };
 
-}  // namespace trafsim
+}  // namespace standin
 
-#endif  // SIMNODE_MODULELOADER_H
+#endif  // PLATFORM_STANDIN_LOADER_MODULELOADER_H

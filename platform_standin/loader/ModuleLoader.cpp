@@ -7,7 +7,7 @@
 
 #include "TarvikTrafHandler.h"
 
-namespace trafsim {
+namespace standin {
 
 namespace {
 
@@ -117,4 +117,4 @@ bool TrafHandlerModule::unload(std::string& error) {
   return true;
 }
 
-}  // namespace trafsim
+}  // namespace standin
