@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The node around the module as trafsim plays it: the platform's stand-in
 // facilities, set up as on a board with two radio channels (every driver of
 // `nodefacts::boardDriverNames` holding 0 and answering status 0,
@@ -56,7 +57,6 @@ class SimNode {
   SimNode(const SimNode&) = delete;
   SimNode& operator=(const SimNode&) = delete;
 
-  // The HCC-D handler the module is given.
   standin::FakeHccdHandler& hccd() { return m_hccd; }
 
   // The loaded module, whose receive entries the transport calls; null when

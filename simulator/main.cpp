@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // trafsim: plays the node's platform around libOvtTrafHandler.so and runs a
 // scenario against it.
 //
@@ -16,9 +17,6 @@
 
 #include "BuiltinScenario.h"
 #include "Scenario.h"
-
-// TRAFSIM_DEFAULT_LIBRARY, TRAFSIM_VERSION and TRAFSIM_SONAME come from the
-// build.
 
 namespace {
 
