@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Entry points; the README starts with `make run` and `make test`.
 .PHONY: all deps build run test bench clean target-deps target-build target-test
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the benchmarks call, built apart from them: the compiler cannot see
 // the types behind these objects, so every call to them is a real virtual
 // call, as it is for the traffic handler.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Cost of HCC-D receive dispatch (on a private handler, and through the
 // loaded library's entry as the transport calls it) and sending, each beside
 // its baseline, and the ratios between them, all from one run.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A fixed number of received messages, for counting instructions under
 // callgrind (bench/count-receive-instructions.sh): the difference of two run
 // lengths gives the cost of one message, free of start-up and tear-down.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Instructions per received message, counted by callgrind: a deterministic
 # figure beside the time ratios, which a shared, noisy machine cannot blur.
 # Each path runs twice, with two numbers of messages; the difference of the

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # CPack pre-build script of a cross build: before dpkg-shlibdeps runs in each
 # package's staging directory, give it a debian/shlibs.local made of the
 # cross toolchain's shlibs lines. Those name the board's packages

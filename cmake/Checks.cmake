@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Checks that CI runs as CTest tests or targets, each switched on by its
 # preset (CMakePresets.json):
 #   OVT_COVERAGE  the test coverage.thresholds (label coverage-report), run

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The one list of warning flags; every target of the project links
 # ovt_warnings. Warnings are errors.
 add_library(ovt_warnings INTERFACE)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Debian packages of the install components, built with CPack
 # (`cpack -G DEB --config <build>/CPackConfig.cmake`):
 #

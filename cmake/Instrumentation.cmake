@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Instrumentation applied to every target of the build, chosen by presets:
 #   OVT_SANITIZERS  sanitizers, e.g. "address;undefined" or "thread". Every
 #                   report ends the program (no recovery), so a test that

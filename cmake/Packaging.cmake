@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Installation and the OvtTrafHandler package: what integrators put into a
 # target root file system and what client-module developers build against.
 #

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # GoogleTest and GoogleMock for the tests.
 #
 # A host build uses the installed packages. A cross build (or one with

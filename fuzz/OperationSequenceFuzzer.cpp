@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Fuzzes sequences of calls on a traffic handler against drivers that answer
 // fuzzed statuses and values. A model of the handler checks each call's
 // status, outputs and effects, and that a failure leaves one level-1 line

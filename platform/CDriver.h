@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* Driver access layer of the node platform.
  *
  * A driver is reached through a named interface record of a handle and

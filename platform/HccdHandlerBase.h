@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // HCC-D handler of the node platform.
 //
 // The handler runs the HCC-D service of each ct (0 for radio channel 1, 1 for

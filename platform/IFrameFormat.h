@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Frame-format objects of the node platform.
 //
 // Another platform component registers one object per radio channel in the

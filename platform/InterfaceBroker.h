@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Interface registry of the node platform.
 //
 // Modules publish their interfaces under a name and look up the interfaces of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Module manager of the node platform, as a module sees it.
 //
 // A module takes part in the platform's start-up through module objects

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Trace facility of the node platform.
 //
 // A `QelTrace` is one named trace object. A module creates it once, usually as

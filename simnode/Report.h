@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a run of trafsim shows: each step as it starts, the module's trace
 // lines as they happen, each step's outcome; at the end, the tables of the
 // messages per channel and port, the phases run and the expectations, then

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The scenario language of trafsim: a scenario as parsed, one step per line
 // of the file, each with what it states about its outcome; and its runner.
 //

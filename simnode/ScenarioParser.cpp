@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The scenario language as text: its placeholders, the reference written
 // from them and from the steps' usages, and the reading of a scenario. A line
 // fits one of a step's forms or is refused with what comes closest; each

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The steps of the scenario language, one row each with what it does, and
 // the runner that runs them.
 #include "Scenario.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Compares the blocks of Markdown files that trafsim generates with what it
 # generates now, or writes them in anew (-DUPDATE=ON). Each block follows a
 # line "<!-- trafsim ARGUMENTS -->" and ends before a line "<!-- end -->":

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Runs trafsim on one scenario file and checks the outcome the file states
 # in its "# expect exit N: TEXT" lines: the exit status N, and each TEXT
 # somewhere in the output. A file without such lines must exit 0.

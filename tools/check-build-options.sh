@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Configures and builds (target all) every combination of the OVT_BUILD_*
 # options of CMakeLists.txt, each in a scratch folder, unoptimised and
 # without debug information to keep it cheap; ccache is used when installed.

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Checks that every relative link and #anchor in the Markdown files resolves.
 
 Usage: tools/check-links.py [REPOSITORY]

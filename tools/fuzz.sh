@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the libFuzzer harnesses (preset fuzz) and runs each for a given
 # time, starting from its seed corpus in fuzz/corpus/<harness>/: the tests
 # labelled fuzz (fuzz/CMakeLists.txt), with a longer run time.

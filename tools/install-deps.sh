@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Installs the Debian packages a build needs, when missing: as root, or
 # through sudo. A fresh minimal Debian 12 with make needs nothing else (the
 # CI stage fresh-root checks it). apt's own output is shown only when it

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # clang-format (no diff) over every tracked C/C++ file, then clang-tidy (no
 # finding, .clang-tidy) over every tracked .cpp that the build BUILD_DIR
 # compiles. Both run in full, so that one run lists every finding.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Every combination of the OVT_BUILD_* options configures and builds.
 set -euo pipefail
 cd "$(dirname "$0")/../.."

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # The host build (the module, the stand-ins, the simulator, the benchmarks
 # and every test) with Debian's clang++ instead of g++, warnings as errors,
 # and the whole test suite.

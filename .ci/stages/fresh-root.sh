@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # A newcomer's first steps on a fresh machine: a minimal Debian 12 root
 # (debootstrap --variant=minbase), in it only what the README's
 # "Prerequisites" says to install (make), a clone of the commit under test,

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # clang-format (no diff) and clang-tidy (no finding) over the project's
 # sources (tools/lint.sh).
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Valgrind memcheck of the module's whole life in one process: the load test
 # (dlopen, initialisation, dlclose) and the node simulator's built-in scenario
 # (start-up, phases, traffic, shutdown, dlclose). Any invalid access, and any

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # The whole test suite under ThreadSanitizer (gcc). The first report ends
 # the test that made it, and so fails the stage.
 set -euo pipefail

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Cross build for the board: 32-bit ARM Linux, hard-float EABI, with Debian's
 # arm-linux-gnueabihf toolchain. Programs built here (the tests, the
 # simulator) run on the build machine under qemu-arm, which finds the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An example client module of the traffic handler: it sends every message
 // that arrives on one HCC-D port of one radio channel back on that port, and
 // describes the channel's traffic settings on request.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A platform's start-up and shut-down of the traffic handler, against the
 // host stand-in platform: every step is checked against what the platform's
 // facilities saw. Exits with 0 when all checks hold.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Host stand-in of the driver access layer: named fake drivers that hold a
 // value, answer injected statuses and log every call.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Host stand-in of a frame-format object: values set by the test or the
 // simulator, and counts of what was read.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Host stand-in of the platform's HCC-D handler: logs every call, keeps the
 // port bindings and delivers data to them as the transport would.
 //

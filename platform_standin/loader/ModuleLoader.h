@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Loads libOvtTrafHandler.so as the node's platform does: `dlopen`, then the
 // library's entry points by their symbol names.
 //

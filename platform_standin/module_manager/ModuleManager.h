@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Host stand-in of the module manager: records the module objects that
 // register with it and runs their phase callbacks on request.
 //

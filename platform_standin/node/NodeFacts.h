@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the node around the traffic handler knows of it, written out from the
 // outside for tests, the simulator and the fuzzers: the drivers it asks for,
 // the module ids of its module objects and its port numbering. The module

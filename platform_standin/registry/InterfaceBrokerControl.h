@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Host stand-in of the interface registry: inspection and reset for tests
 // and the node simulator. The registry itself is the real ordered map of
 // `InterfaceBroker`; register and look up through its own API.

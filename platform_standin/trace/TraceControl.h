@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Host stand-in of the trace facility: control and inspection for tests and
 // the node simulator.
 //

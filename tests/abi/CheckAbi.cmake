@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Compares the built library's binary interface with the baseline committed
 # for its architecture, with libabigail's abidiff. Fails on an incompatible
 # change (or when abidiff cannot compare); a compatible change (an added

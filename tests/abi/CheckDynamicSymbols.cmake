@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Compares the dynamic symbols of a shared library with a list kept in the
 # repository: what it exports (defines), or what it imports from the
 # platform (undefined, strong and without a symbol version: versioned

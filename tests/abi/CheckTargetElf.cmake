@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Checks that a file is built for the board: ELF 32-bit, ARM, EABI with the
 # hard-float calling convention (floating-point arguments in VFP registers).
 #

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Layouts of the records and enumerations that cross the library boundary:
 // the driver record and the HCC-D binding are filled by the platform's C and
 // C++ code built separately, and the enumerations travel as 32-bit words in

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The vtable slot that a pointer to a virtual member function designates.
 //
 // Under the Itanium C++ ABI (GCC and Clang on Linux) a pointer to member

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The order of the virtual operations of the interfaces shared with code
 // built separately: the platform calls the module's objects through
 // `ModuleInterface` and `ITrafHandler`, client modules call `ITrafHandler`

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Builds the Debian packages of the build tree OVT_BUILD_DIR with CPack into
 # a scratch directory and checks what dpkg-deb shows of them: name,
 # architecture, version and dependencies, and the files of each package.

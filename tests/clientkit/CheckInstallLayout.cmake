@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Installs the default components of the build tree OVT_BUILD_DIR as a target
 # root file system build does (prefix /usr, staged under DESTDIR) and checks
 # that exactly the expected files arrive: the library with its SONAME links,

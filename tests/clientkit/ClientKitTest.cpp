@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The client kit used as a client module uses it: the mock published in the
 // interface registry in place of the traffic handler, and the recording
 // callback registered with the real module and fed by the HCC-D transport.

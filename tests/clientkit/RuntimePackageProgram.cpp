@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A program on a root file system that holds only the runtime package, run
 // with nothing but that package's library directory and the stand-in
 // platform's on the loader's search path. Built twice: without the module,

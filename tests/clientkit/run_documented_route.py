@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Builds an example against a fresh installation with the documents' own
 commands: the shell blocks (```sh) are taken from the documents and run in
 one shell, which stops at the first failing command.

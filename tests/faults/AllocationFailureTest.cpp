@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every entry point of the handler, on each of its paths, with the n-th
 // allocation made inside the call failing (n = 1, 2, ... until a run makes
 // no failing allocation), that one only or every one from it on. After each

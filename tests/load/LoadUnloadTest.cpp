@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The built libOvtTrafHandler.so, loaded with dlopen and unloaded with
 // dlclose as the platform does it. The node simulator's scenarios run the
 // rest of the module's life across the same boundary.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // HCC-D registration, reception on both channels, sending and frame-format
 // load phases, all at once: every message for a registered port reaches its
 // callback exactly once. Meant to run under ThreadSanitizer as well.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every replaceable form of `operator new` and `operator delete` is defined
 // here, so that each allocation is counted and each block goes back to the
 // allocator that made it: with a form left out, AddressSanitizer's runtime

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Counts the heap allocations made by the calling thread, for tests that
 // prove a path allocates nothing, and makes chosen ones fail, for tests of
 // what a path does without memory. Linking this replaces the global

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every entry point of the handler on each of its paths, as cases that tests
 // of the handler under a failing platform run one by one: a node of the
 // stand-in platform, the state a case starts from, the call, and what the

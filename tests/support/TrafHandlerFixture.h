@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Common set-up of the handler's unit tests: a fresh stand-in platform, every
 // trace level of "OVT.TRAF" enabled, and a handler serving two channels.
 #ifndef TESTS_SUPPORT_TRAFHANDLERFIXTURE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Set-up shared by the tests of the traffic settings: driver names, frame-
 // format objects in the registry, and channels bound by module
 // initialisation.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The module's contract with the driver access layer: the status rule on
 // every driver call, records without an operation, drivers that throw.
 #include <gmock/gmock.h>

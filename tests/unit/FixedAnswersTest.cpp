@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Operations this handler does not carry out, and the interface's defaults.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

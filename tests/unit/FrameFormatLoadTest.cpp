@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Frame-format load phases: sends held back, then loaded values written.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // HCC-D port registration and message sending.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Dispatch of received HCC-D data: the handler's operation and the two
 // entries the transport calls.
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Creation, initialisation, phase registration, de-initialisation and
 // destruction of the traffic handler.
 #include <gmock/gmock.h>

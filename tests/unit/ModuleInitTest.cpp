@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Module initialisation of a channel: the names it requests, what it binds,
 // and what stays bound when a step fails.
 #include <gmock/gmock.h>

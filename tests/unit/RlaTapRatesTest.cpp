@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The RLA tap rates of a channel, read from its two drivers on each request.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

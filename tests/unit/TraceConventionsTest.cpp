@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What every trace statement of the handler guarantees.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

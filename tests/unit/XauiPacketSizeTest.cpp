@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading and setting the XAUI packet size through its driver.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

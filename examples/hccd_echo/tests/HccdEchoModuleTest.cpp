@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The echo module against the mocked traffic handler, published in the
 // interface registry as the board's platform publishes the real one.
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The traffic handler's interface, published in the interface registry as
 // "ITrafHandler" from the platform's `initialize` of the handler until its
 // `deinitialize`.

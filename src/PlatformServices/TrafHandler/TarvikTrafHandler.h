@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The traffic handler of the board: the single object of this library that
 // implements `ITrafHandler`, and the lifecycle calls the platform makes on it.
 //

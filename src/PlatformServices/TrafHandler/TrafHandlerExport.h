@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Marks what libOvtTrafHandler.so exports: the calls the platform makes.
 // Everything else is hidden.
 #ifndef SRC_PLATFORMSERVICES_TRAFHANDLER_TRAFHANDLEREXPORT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the traffic handler calls the driver access layer.
 //
 // A driver status is a signed 32-bit number: below 32768 is success, negative

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What an entry point of the library does with an exception.
 //
 // No exception leaves the library towards the platform, a client module or

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the traffic handler answers its callers.
 //
 // An `ITrafHandler` operation answers a status; a phase operation answers the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Module object of one served radio channel.
 //
 // A thin adapter between the module manager and the traffic handler: it

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The traffic handler: lifecycle, the HCC-D controller (service start and
 // stop, port registration, sending, receive dispatch and the transport's
 // entries) and the traffic settings (driver binding, frame-format load

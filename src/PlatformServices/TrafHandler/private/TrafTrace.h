@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Trace statements of the traffic handler.
 //
 // Every statement goes through `trafTrace` ("OVT.TRAF"). It asks `isEnabled`

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A GoogleMock `ITrafHandler` for the unit tests of client modules.
 //
 // Publish it in the interface registry under "ITrafHandler" and the code

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An `ITrafHandler::HccdPortCallback` that records every message it receives,
 // for tests of code that delivers HCC-D data: the traffic handler itself, or
 // a client module's own forwarding.
