@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# clang-format (no diff) over every tracked C/C++ file, then clang-tidy (no
-# finding, .clang-tidy) over every tracked .cpp that the build BUILD_DIR
-# compiles. Both run in full, so that one run lists every finding.
+# Every tracked source file names its licence (an SPDX line); clang-format
+# (no diff) over every tracked C/C++ file, then clang-tidy (no finding,
+# .clang-tidy) over every tracked .cpp that the build BUILD_DIR compiles. All
+# run in full, so that one run lists every finding.
 #
 # Usage: tools/lint.sh BUILD_DIR   (`cmake --workflow --preset lint` runs it)
 set -euo pipefail
@@ -10,6 +11,14 @@ build=$(realpath "$1")
 cd "$(dirname "$0")/.."
 
 status=0
+unlicensed=$(git ls-files '*.c' '*.cpp' '*.h' '*.def' '*.in' '*.cmake' '*.sh' \
+  '*.py' '*.map' CMakeLists.txt '*/CMakeLists.txt' Makefile .ci/run |
+  grep -v debian-copyright.in |
+  xargs grep -L 'SPDX-License-Identifier: Apache-2.0' || true)
+if [ -n "$unlicensed" ]; then
+  printf 'No SPDX licence line: %s\n' $unlicensed >&2
+  status=1
+fi
 git ls-files -z '*.c' '*.cc' '*.cpp' '*.h' '*.hpp' |
   xargs -0 clang-format --dry-run --Werror || status=1
 # run-clang-tidy takes regular expressions of the files to check. The
