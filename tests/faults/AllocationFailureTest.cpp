@@ -19,7 +19,6 @@
 
 namespace {
 
-using standin::Phase;
 using testsupport::AllocationFailure;
 using testsupport::EntryPointCase;
 using testsupport::Node;
