@@ -168,7 +168,9 @@ TEST_F(TraceConventionsTest, EveryHeaderNamesTheLineOfItsOwnStatement) {
                [&](testsupport::Node& /*node*/, std::uint32_t /*result*/,
                    const std::vector<standin::TraceRecord>& records) {
                  for (const auto& record : records) {
-                   EXPECT_EQ(record.file, tarvik::kTraceSourcePath);
+                   EXPECT_EQ(record.file,
+                             "src/PlatformServices/TrafHandler/private/"
+                             "TarvikTrafHandler");
                    const auto function = functionAtLine.find(
                        static_cast<std::size_t>(record.line));
                    ASSERT_NE(function, functionAtLine.end())
