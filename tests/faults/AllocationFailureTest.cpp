@@ -13,6 +13,7 @@
 #include <array>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "AllocationCounter.h"
 #include "EntryPointCases.h"
@@ -32,9 +33,11 @@ struct Outcome {
 };
 
 Outcome run(const EntryPointCase& c, Node& node, std::size_t nth,
-            AllocationFailure::Mode mode) {
+            AllocationFailure::Mode mode, bool traced = true) {
   c.prepare(node);
   standin::TraceControl::clearRecords();
+  standin::TraceControl::setThreshold(testsupport::kTraceObject,
+                                      traced ? 6 : 0);
   standin::FakeDriverLayer::instance().clearRequests();
   Outcome outcome;
   try {
@@ -77,15 +80,21 @@ TEST_P(AllocationFailureTest, LeavesNoTraceOfTheFailureButItsReport) {
       wholeNames.insert(name);
     }
   }
-  for (const auto mode :
-       {AllocationFailure::Once, AllocationFailure::FromThenOn}) {
+  // Each allocation failing alone, traced and untraced, and each with all
+  // after it.
+  const std::pair<AllocationFailure::Mode, bool> runs[] = {
+      {AllocationFailure::Once, true},
+      {AllocationFailure::Once, false},
+      {AllocationFailure::FromThenOn, true}};
+  for (const auto& [mode, traced] : runs) {
     for (std::size_t nth = 1;; ++nth) {
       SCOPED_TRACE(testing::Message() << "allocation " << nth
                                       << (mode == AllocationFailure::Once
                                               ? " fails"
-                                              : " and all after it fail"));
+                                              : " and all after it fail")
+                                      << (traced ? "" : ", tracing off"));
       Node node;
-      const Outcome faulty = run(c, node, nth, mode);
+      const Outcome faulty = run(c, node, nth, mode, traced);
       EXPECT_THAT(faulty.result, testing::AnyOf(usual.result, c.failure));
       for (const std::string& name :
            standin::FakeDriverLayer::instance().requestedNames()) {

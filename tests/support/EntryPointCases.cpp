@@ -202,6 +202,9 @@ std::vector<EntryPointCase> entryPointCases() {
       {"ModuleInitDriverMissing", F::Started, moduleInit, kPhaseFailed,
        BREAK(standin::FakeDriverLayer::instance().setGetInterfaceStatus(
            channelDriver(1, nodefacts::kIdleRateSuffix), 32768))},
+      {"ModuleInitXauiMissing", F::Started, moduleInit, kPhaseFailed,
+       BREAK(standin::FakeDriverLayer::instance().setGetInterfaceStatus(
+           kXaui, 32768))},
       {"ModuleInitNoFrameFormat", F::Started, moduleInit, kPhaseFailed,
        withoutFrameFormat},
       {"ModuleInitChannelThree", F::Started,
@@ -248,6 +251,10 @@ std::vector<EntryPointCase> entryPointCases() {
       {"GetXauiPacketSize", F::Bound, CALL(n.xauiPacketSize()), kFailed},
       {"GetXauiPacketSizeUnbound", F::Started, CALL(n.xauiPacketSize()),
        kFailed},
+      {"GetXauiPacketSizeReadFails", F::Bound, CALL(n.xauiPacketSize()),
+       kFailed, BREAK(Node::xaui().setReadStatus(32768))},
+      {"SetXauiPacketSizeUnbound", F::Started,
+       CALL(n.handler->dspIfSetXauiPacketSize(64)), kFailed},
       {"SetXauiPacketSize", F::Bound,
        CALL(n.handler->dspIfSetXauiPacketSize(64)), kFailed},
       {"SetXauiPacketSizeWriteFails", F::Bound,
