@@ -1,29 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
-// Fuzzes sequences of calls on a traffic handler against drivers that answer
-// fuzzed statuses and values. A model of the handler checks each call's
-// status, outputs and effects, and that a failure leaves one level-1 line
-// (none when level 1 is off) and a success none.
+// Plays random sequences on one node: the entry-point cases' breakings and
+// calls, calls with any channel, port and message, driver statuses and
+// registry entries changing, under any trace level or a throwing trace
+// facility. Every answer must be one its operation can give, a message must
+// reach exactly the callback whose registration was accepted, nothing may be
+// logged with tracing off, and whatever the sequence left, a whole working
+// day of the module must follow.
 #include <fuzzer/FuzzedDataProvider.h>
+#include <gtest/gtest-spi.h>
 
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <set>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "FakeDrivers.h"
-#include "FakeFrameFormat.h"
-#include "FakeHccdHandler.h"
-#include "InterfaceBrokerControl.h"
-#include "ModuleManager.h"
-#include "NodeFacts.h"
-#include "Status.h"
-#include "TarvikTrafHandler.h"
-#include "TraceControl.h"
-#include "testing/RecordingHccdPortCallback.h"
+#include "EntryPointCases.h"
 
 // Ends the run as a finding when `condition` does not hold.
 #define FUZZ_CHECK(condition)                                             \
@@ -34,297 +28,203 @@
 
 namespace {
 
-using nodefacts::kNoPort;
-using tarvik::kPhaseFailure;
-using HccdPortId = ITrafHandler::HccdPortId;
+using testsupport::Node;
 using Registrations = std::set<std::pair<std::uint32_t, std::uint32_t>>;
 
-// Channels 0 to 2 have table entries and drivers: driver 3 * ch + 0, 1 or 2
-// is channel ch's FEC type, DSP rate or idle rate driver; then the XAUI one.
-constexpr std::uint32_t kTableChannels = 3;
-constexpr std::size_t kXauiDriver = std::size_t{3} * kTableChannels;
+// The message under way and the one registration it may reach.
+struct Expected {
+  std::uint32_t channel;
+  std::uint32_t portId;
+  const unsigned char* data;
+  unsigned int length;
+  unsigned int deliveries;
+};
+Expected gExpected{};
 
-standin::FakeDriver& driver(std::size_t i) {
-  return standin::FakeDriverLayer::instance().driver(
-      i == kXauiDriver
-          ? nodefacts::kXauiPacketSizeDriver
-          : nodefacts::channelDriver(static_cast<std::uint32_t>(i / 3),
-                                     nodefacts::kChannelDriverSuffixes[i % 3]));
-}
-
-// A port id or index: mostly 0 to 16 (15 and 16 have none), sometimes any.
-std::uint32_t pickPort(FuzzedDataProvider& input) {
-  return input.ConsumeIntegralInRange(0, 15) == 0
-             ? input.ConsumeIntegral<std::uint32_t>()
-             : input.ConsumeIntegralInRange<std::uint32_t>(0, 16);
-}
-// A driver status: success is below 32768.
-std::int32_t pickStatus(FuzzedDataProvider& input) {
-  return input.PickValueInArray<std::int32_t>(
-      {0, 1, 32767, 32768, 65535, 65536, -1, INT32_MIN});
-}
-
-std::uint32_t portIndexOf(std::uint32_t portId) {
-  return portId < kNoPort ? nodefacts::kPortIndexOfPortId[portId] : kNoPort;
-}
-
-enum class Reaction { Return, ThrowStd, ThrowOther };
-
-// Copies every byte it is given, so that a wrong pointer or length is an
-// AddressSanitizer report, then returns or throws as all recorders are told.
-class Recorder : public trafhandler_testing::RecordingHccdPortCallback {
- public:
+struct PortCallback : ITrafHandler::HccdPortCallback {
   void onHccdDataReceived(unsigned char* data, unsigned int length,
-                          const HccdPortId& portId) override {
-    ++runs;
-    RecordingHccdPortCallback::onHccdDataReceived(data, length, portId);
-    if (reaction != Reaction::Return) {
-      reaction == Reaction::ThrowStd
-          ? throw std::runtime_error("callback failed")
-          : throw Reaction{reaction};
+                          const ITrafHandler::HccdPortId& portId) override {
+    FUZZ_CHECK(channel == gExpected.channel && id == gExpected.portId &&
+               portId == id && data == gExpected.data &&
+               length == gExpected.length);
+    ++gExpected.deliveries;
+  }
+  std::uint32_t channel = 0;
+  std::uint32_t id = 0;
+};
+
+PortCallback& callbackFor(std::uint32_t channel, std::uint32_t portId) {
+  static PortCallback callbacks[3][nodefacts::kNoPort];
+  PortCallback& callback = callbacks[channel][portId];
+  callback.channel = channel;
+  callback.id = portId;
+  return callback;
+}
+
+// Mostly 0 to `last`, sometimes any value.
+std::uint32_t pick(FuzzedDataProvider& input, std::uint32_t last) {
+  return input.ConsumeIntegralInRange(0, 7) == 0
+             ? input.ConsumeIntegral<std::uint32_t>()
+             : input.ConsumeIntegralInRange(0U, last);
+}
+
+// One call with fuzzed arguments, or a change of the platform under it.
+void freeStep(FuzzedDataProvider& input, Node& node, Registrations& listed) {
+  const std::uint32_t ch = pick(input, 3);
+  const std::uint32_t port = pick(input, 16);
+  std::vector<unsigned char> bytes = input.ConsumeBytes<unsigned char>(
+      input.ConsumeIntegralInRange<std::size_t>(0, 16));
+  unsigned char* const data = input.ConsumeBool() ? bytes.data() : nullptr;
+  const auto length = static_cast<unsigned int>(bytes.size());
+  const auto channel = static_cast<RadioChannel>(ch);
+  const auto portId = static_cast<ITrafHandler::HccdPortId>(port);
+  tarvik::TrafHandler& handler = *node.handler;
+  std::uint32_t answer = 0;
+  std::uint32_t failure = tarvik::kStatusFailure;
+  unsigned int dspRate = 0;
+  unsigned int idleRate = 0;
+  switch (input.ConsumeIntegralInRange(0, 6)) {
+    case 0:
+      answer = handler.hccdControllerSendMessage(channel, portId, data, length);
+      break;
+    case 1:
+      // Port id 13 of channel 2 is the working day's.
+      if (ch < 3 && port < nodefacts::kNoPort && !(ch == 2 && port == 13)) {
+        answer = handler.hccdControllerRegisterPort(channel, portId,
+                                                    &callbackFor(ch, port));
+        if (answer == 0) {
+          listed.insert({ch, port});
+        }
+      }
+      break;
+    case 2:
+      answer = handler.rlaGetRatesForTaps(channel, dspRate, idleRate);
+      break;
+    case 3:
+      failure = tarvik::kPhaseFailure;
+      answer = input.ConsumeBool() ? handler.doOnModuleInit(channel)
+               : input.ConsumeBool()
+                   ? handler.doOnPhasePreFrameformatLoad(channel)
+                   : handler.doOnPhasePostFrameformatLoad(channel);
+      break;
+    case 4: {
+      const std::uint32_t id = port < nodefacts::kNoPort
+                                   ? nodefacts::kPortIdOfPortIndex[port]
+                                   : nodefacts::kNoPort;
+      gExpected = {ch, id, data, length, 0};
+      handler.invokeHccdPortCallback(channel, data, length, port);
+      FUZZ_CHECK(gExpected.deliveries == listed.count({ch, id}));
+      break;
+    }
+    case 5: {
+      auto& layer = standin::FakeDriverLayer::instance();
+      const std::string name = nodefacts::boardDriverNames()[port % 7];
+      const auto status = input.PickValueInArray<std::int32_t>(
+          {0, 1, 32767, 32768, 65536, -1, INT32_MIN});
+      layer.setGetInterfaceStatus(name, status, input.ConsumeBool());
+      layer.driver(name).setWriteStatus(status);
+      layer.driver(name).setReadStatus(status);
+      layer.driver(name).setReadStores(input.ConsumeBool(),
+                                       input.ConsumeBool());
+      layer.driver(name).setValue(input.ConsumeIntegral<std::uint32_t>());
+      break;
+    }
+    default: {
+      // A channel's entry: its frame format, another interface, a null
+      // entry, or none.
+      const std::string name = "IFrameFormat_" + std::to_string(1 + ch % 2);
+      IInterface* const entries[] = {
+          &node.frameFormat1, &tarvik::TrafHandler::getInstance(RadioChannel_2),
+          nullptr};
+      (void)InterfaceBroker::getInstance()->unregisterInterface(name, nullptr);
+      if (port % 4 < 3) {
+        (void)InterfaceBroker::getInstance()->registerInterface(
+            name, entries[port % 4]);
+      }
     }
   }
+  FUZZ_CHECK(answer == 0 || answer == failure);
+}
 
-  static inline unsigned runs = 0;
-  static inline Reaction reaction = Reaction::Return;
-};
-
-// Lives as long as the library's handler, which it initialises.
-struct Platform {
-  Platform() { (void)library.initialize(hccd); }
-
-  tarvik::TrafHandler& library =
-      tarvik::TrafHandler::getInstance(RadioChannel_2);
-  Registrations libraryRegistered;
-  standin::FakeHccdHandler hccd;
-  standin::FakeFrameFormat frameFormat{0, 0};
-  // One per channel and port id; those never called share them.
-  Recorder recorders[kTableChannels][kNoPort];
-};
-Platform& platform() {
-  static auto* const node = new Platform();
+// One node for the whole run, started afresh by each input: a new node per
+// input would leave the driver layer holding every input's drivers.
+Node& freshNode() {
+  static Node* const node = new Node();
+  standin::TraceControl::resetLevels();
+  standin::TraceControl::clearRecords();
+  InterfaceBrokerControl::reset();
+  standin::ModuleManager::instance().clearEvents();
+  auto& layer = standin::FakeDriverLayer::instance();
+  layer.clearRequests();
+  for (const std::string& name : nodefacts::boardDriverNames()) {
+    layer.driver(name).setValue(0);
+    layer.driver(name).setReadStores(true, false);
+    layer.driver(name).clearCalls();
+  }
+  node->hccd.clearCalls();
+  node->client.calls = 0;
+  node->repair();
   return *node;
 }
-
-RadioChannel radio(std::uint32_t ch) { return static_cast<RadioChannel>(ch); }
-Recorder& recorderFor(std::uint32_t ch, std::uint32_t portId) {
-  return platform().recorders[ch % kTableChannels][portId % kNoPort];
-}
-// A value handed back is the driver's, or 0 from a read that stored nothing.
-bool fromDriver(unsigned int value, std::size_t i) {
-  return value == 0 || value == driver(i).value();
-}
-
-// One input's handler and a model of it. Each step makes one call, checks it
-// against the model and answers whether it failed (owes one level-1 line).
-struct Run {
-  Run(FuzzedDataProvider& data, std::uint32_t channels)
-      : input(data), channelCount(channels) {}
-
-  FuzzedDataProvider& input;
-  const std::uint32_t channelCount;
-  std::unique_ptr<tarvik::TrafHandler> handler =
-      std::make_unique<tarvik::TrafHandler>(radio(channelCount));
-  bool initialized = false;
-  bool hccdHandlerSet = false;  // from the first initialisation on
-  bool loading[kTableChannels] = {};
-  Registrations registered;
-
-  // On the run's handler or the library's. A port id without port index is
-  // refused, yet stays listed.
-  bool registerPort(std::uint32_t ch) {
-    const bool library = input.ConsumeBool();
-    const std::uint32_t portId = pickPort(input);
-    Recorder* const callback = input.ConsumeIntegralInRange(0, 7) == 0
-                                   ? nullptr
-                                   : &recorderFor(ch, portId);
-    Registrations& listed = library ? platform().libraryRegistered : registered;
-    const bool failed =
-        !((library || hccdHandlerSet) && callback != nullptr &&
-          ch < kTableChannels && listed.insert({ch, portId}).second) ||
-        portIndexOf(portId) == kNoPort;
-    tarvik::TrafHandler& target = library ? platform().library : *handler;
-    FUZZ_CHECK(target.hccdControllerRegisterPort(
-                   radio(ch), static_cast<HccdPortId>(portId), callback) ==
-               (failed ? 1U : 0U));
-    return failed;
-  }
-
-  // During a load a message is dropped with success.
-  bool sendMessage(std::uint32_t ch) {
-    const std::uint32_t portId = pickPort(input);
-    std::vector<unsigned char> bytes(
-        input.ConsumeIntegralInRange<std::size_t>(0, 16));
-    const std::size_t sentBefore = platform().hccd.sendCount();
-    const bool paused = ch < kTableChannels && loading[ch];
-    const bool failed =
-        ch >= kTableChannels ||
-        (!paused && (portIndexOf(portId) == kNoPort || !hccdHandlerSet));
-    FUZZ_CHECK(
-        handler->hccdControllerSendMessage(
-            radio(ch), static_cast<HccdPortId>(portId), bytes.data(),
-            static_cast<unsigned int>(bytes.size())) == (failed ? 1U : 0U) &&
-        platform().hccd.sendCount() == sentBefore + (failed || paused ? 0 : 1));
-    return failed;
-  }
-
-  // Tap rates or XAUI packet size: what is handed back is the drivers'.
-  bool driverValues(std::uint32_t ch) {
-    const auto which = input.ConsumeIntegralInRange(0, 2);
-    unsigned int value = 0;
-    unsigned int idle = 0;
-    const std::uint32_t status =
-        which == 0   ? handler->rlaGetRatesForTaps(radio(ch), value, idle)
-        : which == 1 ? handler->dspIfGetXauiPacketSize(value)
-                     : handler->dspIfSetXauiPacketSize(
-                           input.ConsumeIntegral<std::uint32_t>());
-    FUZZ_CHECK(status <= 1 &&
-               (status == 1 || which != 0 || ch < kTableChannels) &&
-               fromDriver(value, which == 0 ? 3 * ch + 1 : kXauiDriver) &&
-               fromDriver(idle, 3 * ch + 2));
-    return status != 0;
-  }
-
-  // Module initialisation or a load phase: 0 or 0x8000, always 0x8000 beyond
-  // the tables, but the pre-load phase answers 0 all the same (with a failure
-  // line). Whatever the post-load phase's outcome, sending resumes.
-  bool phase(std::uint32_t ch) {
-    const auto which = input.ConsumeIntegralInRange(0, 2);
-    const bool served = ch < kTableChannels;
-    std::uint32_t status = served ? 0 : kPhaseFailure;
-    if (which == 0) {
-      status = handler->doOnModuleInit(radio(ch));
-    } else if (which == 1) {
-      FUZZ_CHECK(handler->doOnPhasePreFrameformatLoad(radio(ch)) == 0);
-    } else {
-      status = handler->doOnPhasePostFrameformatLoad(radio(ch));
-    }
-    if (served && which != 0) {
-      loading[ch] = which == 1;
-    }
-    FUZZ_CHECK(status == kPhaseFailure || (status == 0 && served));
-    return status != 0;
-  }
-
-  // A message (or none) to the run's handler, or through an entry to the
-  // library's; the callback returns or throws. Only entries catch anything.
-  bool receive(std::uint32_t channel) {
-    const bool viaEntry = input.ConsumeBool();
-    const std::uint32_t ch = viaEntry ? 1 + (channel & 1U) : channel;
-    const std::uint32_t portIndex = pickPort(input);
-    Recorder::reaction = static_cast<Reaction>(
-        input.ConsumeIntegralInRange(0, viaEntry ? 2 : 1));
-    auto bytes = input.ConsumeBytes<unsigned char>(
-        input.ConsumeIntegralInRange<std::size_t>(0, 64));
-    const auto length = static_cast<unsigned int>(bytes.size());
-    const bool nullData = input.ConsumeIntegralInRange(0, 15) == 0;
-    const std::uint32_t portId = portIndex < kNoPort
-                                     ? nodefacts::kPortIdOfPortIndex[portIndex]
-                                     : kNoPort;
-    const bool reaches = portId != kNoPort &&
-                         (viaEntry ? platform().libraryRegistered : registered)
-                                 .count({ch, portId}) != 0;
-    Recorder& expected = recorderFor(ch, portId);
-    expected.clear();
-    Recorder::runs = 0;
-    unsigned char* const data = nullData ? nullptr : bytes.data();
-    if (viaEntry) {
-      auto* const entry = ch == 1 ? &hccDataReceivedCt1 : &hccDataReceivedCt2;
-      FUZZ_CHECK(entry(nullptr, data, length, portIndex) == 0);
-    } else {
-      handler->invokeHccdPortCallback(radio(ch), data, length, portIndex);
-    }
-    const trafhandler_testing::ReceivedHccdMessage sent{
-        nullData ? std::vector<unsigned char>{} : bytes, length,
-        static_cast<HccdPortId>(portId)};
-    FUZZ_CHECK(Recorder::runs == (reaches ? 1U : 0U) &&
-               (!reaches || expected.messages() == std::vector{sent}));
-    return !reaches || Recorder::reaction != Reaction::Return;
-  }
-
-  // Initialising or deinitialising clears the served channels' load marks;
-  // an initialisation with more than two channels says that it serves two.
-  // Doing either twice does nothing.
-  bool lifecycle(std::uint32_t /*channel*/) {
-    const bool initialize = input.ConsumeBool();
-    if (initialize) {
-      FUZZ_CHECK(handler->initialize(platform().hccd) == 0);
-    } else {
-      handler->deinitialize();
-    }
-    if (initialize == initialized) {
-      return false;
-    }
-    loading[1] = loading[1] && channelCount < 1;  // unless served
-    loading[2] = loading[2] && channelCount < 2;
-    initialized = initialize;
-    hccdHandlerSet = hccdHandlerSet || initialize;
-    return initialize && channelCount > 2;
-  }
-
-  // Any driver may start answering other statuses and values.
-  bool changeDriver(std::uint32_t /*channel*/) {
-    auto& target =
-        driver(input.ConsumeIntegralInRange<std::size_t>(0, kXauiDriver));
-    target.setWriteStatus(pickStatus(input));
-    target.setReadStatus(pickStatus(input));
-    target.setReadStores(input.ConsumeBool(), input.ConsumeBool());
-    target.setValue(input.ConsumeIntegral<std::uint32_t>());
-    standin::FakeDriverLayer::instance().setGetInterfaceStatus(
-        target.name(), pickStatus(input), input.ConsumeBool());
-    return false;
-  }
-};
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
-  static constexpr bool (Run::*kSteps[])(std::uint32_t) = {
-      &Run::registerPort, &Run::sendMessage, &Run::driverValues, &Run::phase,
-      &Run::receive,      &Run::lifecycle,   &Run::changeDriver};
-
-  // Each input starts from succeeding drivers, two frame formats, no logs.
+  // The library's handler takes its clients before any node resets the
+  // registry, which then never holds it.
+  static const std::vector<testsupport::EntryPointCase> cases =
+      ((void)testsupport::receivingClient(), testsupport::entryPointCases());
   FuzzedDataProvider input(data, size);
-  const auto threshold = input.ConsumeIntegralInRange<std::uint32_t>(0, 6);
-  standin::TraceControl::setThreshold("OVT.TRAF", threshold);
-  standin::TraceControl::resetCounters();
-  for (std::size_t i = 0; i <= kXauiDriver; ++i) {
-    auto& target = driver(i);
-    target.setWriteStatus(0);
-    target.setReadStatus(0);
-    target.setReadStores(true, false);
-    target.setValue(static_cast<std::uint32_t>(100 + i));
-    target.clearCalls();
-    standin::FakeDriverLayer::instance().setGetInterfaceStatus(target.name(),
-                                                               0);
+  Node& node = freshNode();
+  const auto trace = input.ConsumeIntegralInRange<std::uint32_t>(0, 8);
+  if (trace <= 6) {
+    standin::TraceControl::setThreshold(testsupport::kTraceObject, trace);
+  } else {
+    standin::TraceControl::setThrowing(testsupport::kTraceObject, trace == 7,
+                                       trace == 8);
   }
-  standin::FakeDriverLayer::instance().clearRequests();
-  InterfaceBrokerControl::reset();
-  for (const char* const name : {"IFrameFormat_1", "IFrameFormat_2"}) {
-    (void)InterfaceBroker::getInstance()->registerInterface(
-        name, &platform().frameFormat);
-  }
-  platform().hccd.clearCalls();
-  standin::ModuleManager::instance().clearEvents();
-
-  Run run(input, input.PickValueInArray<std::uint32_t>({0U, 1U, 2U, 3U, ~0U}));
+  const auto channels = static_cast<RadioChannel>(
+      input.PickValueInArray<std::uint32_t>({2U, 3U, 0xFFFFFFFFU}));
+  node.handler = std::make_unique<tarvik::TrafHandler>(channels);
+  Registrations listed;
   while (input.remaining_bytes() > 0) {
-    standin::TraceControl::clearRecords();
-    // A channel: mostly one of the tables' or just beyond, sometimes any.
-    const std::uint32_t ch = input.ConsumeIntegralInRange(0, 7) == 0
-                                 ? input.ConsumeIntegral<std::uint32_t>()
-                                 : input.ConsumeIntegralInRange(0U, 3U);
-    const bool failed = (run.*input.PickValueInArray(kSteps))(ch);
-    std::size_t lines = 0;
-    for (const auto& record : standin::TraceControl::records()) {
-      lines += record.object == "OVT.TRAF" && record.level == QEL_TRACE_LEVEL_1;
+    if (input.ConsumeIntegralInRange(0, 2) == 0) {
+      freeStep(input, node, listed);
+    } else {
+      const auto& c =
+          cases[input.ConsumeIntegralInRange<std::size_t>(0, cases.size() - 1)];
+      if (c.breaking && input.ConsumeBool()) {
+        c.breaking(node);
+      }
+      const std::uint32_t answer = c.call(node);
+      // A phase reaches the handler only through its module object.
+      FUZZ_CHECK(answer == 0 || answer == c.failure ||
+                 answer == Node::kNoModuleObject);
     }
-    FUZZ_CHECK(lines == (failed && threshold >= 1 ? 1U : 0U));
+    if (node.handler == nullptr) {
+      node.handler = std::make_unique<tarvik::TrafHandler>(channels);
+      listed.clear();
+    }
   }
-  run.handler.reset();
-  // Tracing off: the facility is not even called.
-  FUZZ_CHECK(threshold != 0 ||
-             standin::TraceControl::logCalls("OVT.TRAF") == 0);
+
+  for (const char* const name : {"IFrameFormat_1", "IFrameFormat_2"}) {
+    (void)InterfaceBroker::getInstance()->unregisterInterface(name, nullptr);
+  }
+  node.client.calls = 0;  // a case's registration may have received
+  testing::TestPartResultArray failures;
+  {
+    const testing::ScopedFakeTestPartResultReporter reporter(
+        testing::ScopedFakeTestPartResultReporter::INTERCEPT_ALL_THREADS,
+        &failures);
+    testsupport::expectWorkingDay(node);
+  }
+  for (int i = 0; i < failures.size(); ++i) {
+    std::fprintf(stderr, "%s\n", failures.GetTestPartResult(i).message());
+  }
+  FUZZ_CHECK(failures.size() == 0);
+  node.handler.reset();
+  FUZZ_CHECK(trace != 0 ||
+             standin::TraceControl::logCalls(testsupport::kTraceObject) == 0);
   return 0;
 }

@@ -40,7 +40,7 @@ standin::FakeDriver& Node::xaui() {
 std::uint32_t Node::phase(unsigned channel, standin::Phase phase) {
   ModuleInterface* const module =
       standin::ModuleManager::instance().find(moduleId(channel));
-  return module == nullptr ? 0xDEAD
+  return module == nullptr ? kNoModuleObject
                            : standin::ModuleManager::runPhase(*module, phase);
 }
 

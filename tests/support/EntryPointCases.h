@@ -38,7 +38,9 @@ struct Node {
 
   static standin::FakeDriver& driver(unsigned channel, const char* suffix);
   static standin::FakeDriver& xaui();
-  // Runs `phase` of the module object of `channel`; 0xDEAD without one.
+  // Runs `phase` of the module object of `channel`; kNoModuleObject without
+  // one.
+  static constexpr std::uint32_t kNoModuleObject = 0xDEAD;
   static std::uint32_t phase(unsigned channel, standin::Phase phase);
 
   // The operations, on port ids of channel 1 unless told.
