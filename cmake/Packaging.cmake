@@ -51,7 +51,8 @@ install(EXPORT OvtTrafHandlerTestingTargets
   COMPONENT testing)
 
 install(TARGETS
-    ovt_standin_trace ovt_standin_registry ovt_standin_frame_format
+    ovt_standin_faults ovt_standin_trace ovt_standin_registry
+    ovt_standin_frame_format
     ovt_standin_drivers ovt_standin_module_manager ovt_standin_hccd
     ovt_platform_standin
   EXPORT OvtTrafHandlerStandinTargets

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "FakeHccdHandler.h"
 
+#include "PlatformCallFailure.h"
+
 rl::traf::HccdHandlerBase::~HccdHandlerBase() = default;
 
 namespace standin {
@@ -8,6 +10,7 @@ namespace standin {
 FakeHccdHandler::~FakeHccdHandler() = default;
 
 int FakeHccdHandler::startService(unsigned int ctIndex) {
+  countPlatformCall("startService");
   std::unique_lock<std::mutex> lock(m_mutex);
   if (ctIndex < kCtCount) {
     m_running[ctIndex] = true;
@@ -16,6 +19,7 @@ int FakeHccdHandler::startService(unsigned int ctIndex) {
 }
 
 int FakeHccdHandler::stopService(unsigned int ctIndex) {
+  countPlatformCall("stopService");
   std::unique_lock<std::mutex> lock(m_mutex);
   if (ctIndex < kCtCount) {
     m_running[ctIndex] = false;
@@ -25,6 +29,7 @@ int FakeHccdHandler::stopService(unsigned int ctIndex) {
 
 int FakeHccdHandler::registerPort(unsigned int ctIndex, unsigned int portIndex,
                                   const rl::traf::HccdReceiveBinding& binding) {
+  countPlatformCall("registerPort");
   std::unique_lock<std::mutex> lock(m_mutex);
   if (ctIndex < kCtCount && portIndex < kPortIndexCount) {
     m_bindings[ctIndex][portIndex] = binding;
@@ -34,6 +39,7 @@ int FakeHccdHandler::registerPort(unsigned int ctIndex, unsigned int portIndex,
 
 int FakeHccdHandler::sendMessage(unsigned int ctIndex, unsigned int portIndex,
                                  unsigned char* data, unsigned int length) {
+  countPlatformCall("sendMessage");
   std::unique_lock<std::mutex> lock(m_mutex);
   std::vector<unsigned char> bytes;
   if (data != nullptr) {

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <new>
 
+#include "PlatformCallFailure.h"
+
 namespace standin {
 
 const char* phaseName(Phase phase) {
@@ -146,12 +148,14 @@ ModuleInterface::ModuleInterface(unsigned int moduleId, const std::string& name,
       m_table(table),
       m_tableLength(table != nullptr ? tableLength : 0),
       m_registrator(*this) {
+  standin::countPlatformCall("ModuleInterface");
   standin::ModuleManager::instance().constructed(*this);
 }
 
 ModuleInterface::~ModuleInterface() = default;
 
 unsigned int ModuleInterface::RegisterModule() {
+  standin::countPlatformCall("RegisterModule");
   return m_registrator.registerModule();
 }
 

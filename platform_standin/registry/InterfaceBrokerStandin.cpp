@@ -5,6 +5,7 @@
 #include <new>
 
 #include "InterfaceBrokerControl.h"
+#include "PlatformCallFailure.h"
 
 namespace {
 
@@ -49,6 +50,7 @@ InterfaceBroker::InterfaceBroker() = default;
 InterfaceBroker::~InterfaceBroker() = default;
 
 InterfaceBroker* InterfaceBroker::getInstance() {
+  standin::countPlatformCall("InterfaceBroker::getInstance");
   // Never destroyed: modules unloading at exit still withdraw their names.
   static InterfaceBroker* const instance = new InterfaceBroker();
   return instance;
@@ -56,6 +58,7 @@ InterfaceBroker* InterfaceBroker::getInstance() {
 
 int InterfaceBroker::registerInterface(const std::string& name,
                                        IInterface* itf) {
+  standin::countPlatformCall("registerInterface");
   const int status = m_interfaces.emplace(name, itf).second ? 0 : 1;
   logCall({true, name, itf, false});
   return status;
@@ -63,6 +66,7 @@ int InterfaceBroker::registerInterface(const std::string& name,
 
 int InterfaceBroker::unregisterInterface(const std::string& name,
                                          IInterface** removed) {
+  standin::countPlatformCall("unregisterInterface");
   const auto it = m_interfaces.find(name);
   const int status = it == m_interfaces.end() ? 1 : 0;
   if (it != m_interfaces.end()) {

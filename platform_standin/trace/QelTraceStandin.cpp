@@ -7,6 +7,7 @@
 #include <mutex>
 #include <stdexcept>
 
+#include "PlatformCallFailure.h"
 #include "TraceControl.h"
 
 // The levels and counters of one trace object name, shared by every object
@@ -186,6 +187,7 @@ QelTrace::QelTrace(const char* name, QelTraceLevel level,
 QelTrace::~QelTrace() = default;
 
 bool QelTrace::isEnabled(QelTraceLevel level) const {
+  standin::countPlatformCall("isEnabled");
   // The state is shared with the control calls by name, so levels set before
   // or after this object was created apply alike; no lookup on this path.
   State& state = *m_state;
@@ -197,10 +199,12 @@ bool QelTrace::isEnabled(QelTraceLevel level) const {
 
 void QelTrace::logEnterMsg(QelTraceLevel level, const QelTraceHeader& header,
                            const char* text) const {
+  standin::countPlatformCall("logEnterMsg");
   standin::emit(m_name, level, true, header, text != nullptr ? text : "");
 }
 
 void QelTrace::logMsg(QelTraceLevel level, const QelTraceHeader& header,
                       const std::string& text) const {
+  standin::countPlatformCall("logMsg");
   standin::emit(m_name, level, false, header, text);
 }

@@ -65,21 +65,15 @@ std::uint32_t Node::xauiPacketSize() {
   return handler->dspIfGetXauiPacketSize(size);
 }
 
-standin::FakeHccdHandler& singleHandlersHccd() {
-  // Never destroyed: the single handler stops its services at exit.
-  static auto* const hccd = new standin::FakeHccdHandler();
-  return *hccd;
-}
-
 CountingCallback& receivingClient() {
   static CountingCallback* const counting = [] {
     static FailingCallback failing(
         [] { throw std::runtime_error("client failed"); });
     static FailingCallback failingStrangely([] { throw 42; });
     auto* const client = new CountingCallback();
+    (void)singleHandlersHccd();
     tarvik::TrafHandler& single =
         tarvik::TrafHandler::getInstance(RadioChannel_2);
-    (void)single.initialize(singleHandlersHccd());
     (void)single.hccdControllerRegisterPort(RadioChannel_1, portId(10), client);
     (void)single.hccdControllerRegisterPort(RadioChannel_1, portId(11),
                                             &failing);
@@ -114,6 +108,8 @@ void expectWorkingDay(Node& node) {
   if (node.handler == nullptr) {
     node.handler = std::make_unique<tarvik::TrafHandler>(RadioChannel_2);
   }
+  // The next lifecycle steps complete whatever a step left undone.
+  node.handler->deinitialize();
   EXPECT_EQ(node.handler->initialize(node.hccd), tarvik::kStatusSuccess);
   EXPECT_TRUE(node.hccd.isServiceRunning(0) && node.hccd.isServiceRunning(1));
   EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"),

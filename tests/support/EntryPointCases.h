@@ -50,16 +50,13 @@ struct Node {
   std::uint32_t xauiPacketSize();
 
   standin::FakeHccdHandler hccd;
+  SingleHandlerServes singleHandlerServes{hccd};
   standin::FakeFrameFormat frameFormat1{5, 1500};
   standin::FakeFrameFormat frameFormat2{7, 9000};
   CountingCallback client;
   std::unique_ptr<tarvik::TrafHandler> handler =
       std::make_unique<tarvik::TrafHandler>(RadioChannel_2);
 };
-
-// The HCC-D handler of the library's single handler, for whichever test of
-// the program initialises it first.
-standin::FakeHccdHandler& singleHandlersHccd();
 
 // The library's single handler, initialised, with the returned client on
 // port id 10 of channel 1 (port index 11), and clients that throw a
@@ -91,8 +88,8 @@ inline void PrintTo(const EntryPointCase& c, std::ostream* out) {
 std::vector<EntryPointCase> entryPointCases();
 
 // A whole working day of the node's module, from whatever state a case left:
-// a full start, a frame-format load writing both drivers, a send, a
-// registration and a reception.
+// a de-initialisation and a full start, a frame-format load writing both
+// drivers, a send, a registration and a reception.
 void expectWorkingDay(Node& node);
 
 }  // namespace testsupport

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -148,6 +149,67 @@ inline std::vector<std::string> channelDriverNames(unsigned channel) {
   return names;
 }
 
+// Every handler of a test program starts and stops its HCC-D services
+// through the library's single handler, as the library does on the board;
+// this is the single handler's HCC-D handler, which hands each call on to
+// the HCC-D handler of the running test.
+class SingleHandlersHccd final : public rl::traf::HccdHandlerBase {
+ public:
+  // Hands later calls to `target` (none when null); returns the previous.
+  rl::traf::HccdHandlerBase* handTo(rl::traf::HccdHandlerBase* target) {
+    return m_target.exchange(target);
+  }
+  int startService(unsigned int ctIndex) override {
+    rl::traf::HccdHandlerBase* const target = m_target;
+    return target != nullptr ? target->startService(ctIndex) : 0;
+  }
+  int stopService(unsigned int ctIndex) override {
+    rl::traf::HccdHandlerBase* const target = m_target;
+    return target != nullptr ? target->stopService(ctIndex) : 0;
+  }
+  int registerPort(unsigned int ctIndex, unsigned int portIndex,
+                   const rl::traf::HccdReceiveBinding& binding) override {
+    rl::traf::HccdHandlerBase* const target = m_target;
+    return target != nullptr ? target->registerPort(ctIndex, portIndex, binding)
+                             : 0;
+  }
+  int sendMessage(unsigned int ctIndex, unsigned int portIndex,
+                  unsigned char* data, unsigned int length) override {
+    rl::traf::HccdHandlerBase* const target = m_target;
+    return target != nullptr
+               ? target->sendMessage(ctIndex, portIndex, data, length)
+               : 0;
+  }
+
+ private:
+  std::atomic<rl::traf::HccdHandlerBase*> m_target{nullptr};
+};
+
+// The single handler's HCC-D handler; the first call makes the single
+// handler, serving two channels, and initialises it with it.
+inline SingleHandlersHccd& singleHandlersHccd() {
+  // Never destroyed: the single handler stops its services at exit.
+  static SingleHandlersHccd* const hccd = [] {
+    auto* const made = new SingleHandlersHccd();
+    (void)tarvik::TrafHandler::getInstance(RadioChannel_2).initialize(*made);
+    return made;
+  }();
+  return *hccd;
+}
+
+// While it lives, the single handler's HCC-D calls go to `hccd`.
+class SingleHandlerServes {
+ public:
+  explicit SingleHandlerServes(rl::traf::HccdHandlerBase& hccd)
+      : m_previous(singleHandlersHccd().handTo(&hccd)) {}
+  ~SingleHandlerServes() { (void)singleHandlersHccd().handTo(m_previous); }
+  SingleHandlerServes(const SingleHandlerServes&) = delete;
+  SingleHandlerServes& operator=(const SingleHandlerServes&) = delete;
+
+ private:
+  rl::traf::HccdHandlerBase* m_previous;
+};
+
 inline void resetPlatform() {
   standin::TraceControl::resetLevels();
   standin::TraceControl::setThreshold(kTraceObject, 6);
@@ -182,6 +244,7 @@ class TrafHandlerFixture : public ::testing::Test {
   }
 
   standin::FakeHccdHandler hccd;
+  SingleHandlerServes singleHandlerServes{hccd};
   std::unique_ptr<tarvik::TrafHandler> handler =
       std::make_unique<tarvik::TrafHandler>(RadioChannel_2);
 };

@@ -134,20 +134,12 @@ TEST_F(HccdReceiveTest, CallbacksStdExceptionIsTracedAndGoesNoFurther) {
 }
 
 // The entries reach the library's single handler, which the tests share: each
-// registers its own channels and ports.
+// registers its own channels and ports. The fixture has initialised it, and
+// its HCC-D calls reach the fixture's `hccd`.
 class HccdEntryTest : public testsupport::TrafHandlerFixture {
  protected:
-  HccdEntryTest() {
-    (void)entryHandler().initialize(entryHccd());
-    standin::TraceControl::clearRecords();
-  }
-
   static tarvik::TrafHandler& entryHandler() {
     return tarvik::TrafHandler::getInstance(RadioChannel_1);
-  }
-
-  static standin::FakeHccdHandler& entryHccd() {
-    return testsupport::singleHandlersHccd();
   }
 
   // Never freed: the single handler keeps it for good.
@@ -183,7 +175,7 @@ TEST_F(HccdEntryTest, PortRegisteredOnChannelZeroNeverReceives) {
   unsigned char data[] = {7};
 
   // Bound to ct 1 with the second entry, which dispatches as channel 2.
-  EXPECT_TRUE(entryHccd().deliver(1, 10, data, 1));
+  EXPECT_TRUE(hccd.deliver(1, 10, data, 1));
 
   EXPECT_EQ(callback.messageCount(), 0U);
 }

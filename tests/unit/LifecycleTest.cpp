@@ -104,6 +104,7 @@ class OrderCheckingHccdHandler : public FakeHccdHandler {
 
 TEST_F(LifecycleTest, DeinitializeStopsServicesBeforeWithdrawingInterface) {
   OrderCheckingHccdHandler ordered;
+  const testsupport::SingleHandlerServes served(ordered);
   (void)handler->initialize(ordered);
   forgetHistory();
 
@@ -128,9 +129,15 @@ TEST_F(LifecycleTest, DeinitializeStopsServicesBeforeWithdrawingInterface) {
   handler->deinitialize();  // before `ordered` is gone
 }
 
-// Fails its stops the way a test asks, while `failure` is set.
-class FailingStopHccdHandler : public FakeHccdHandler {
+// Fails its starts and stops the way a test asks, while `failure` is set.
+class FailingHccdHandler : public FakeHccdHandler {
  public:
+  int startService(unsigned int ctIndex) override {
+    if (failure && ctIndex == failingCt) {
+      failure();
+    }
+    return FakeHccdHandler::startService(ctIndex);
+  }
   int stopService(unsigned int ctIndex) override {
     if (failure) {
       failure();
@@ -138,22 +145,60 @@ class FailingStopHccdHandler : public FakeHccdHandler {
     return FakeHccdHandler::stopService(ctIndex);
   }
   std::function<void()> failure;
+  unsigned int failingCt = 0;
 };
 
-TEST_F(LifecycleTest, DeinitializeGoesToItsEndPastAStopThatThrows) {
-  FailingStopHccdHandler failing;
-  failing.failure = [] { throw std::runtime_error("ct gone"); };
-  (void)handler->initialize(failing);
-  forgetHistory();
+TEST_F(LifecycleTest, StartsAndStopsGoThroughTheSingleHandler) {
+  FakeHccdHandler given;
 
+  (void)handler->initialize(given);
   handler->deinitialize();
+
+  // The fixture's `hccd` serves the single handler.
+  EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Start),
+              ElementsAre(0U, 1U));
+  EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Stop),
+              ElementsAre(0U, 1U));
+  EXPECT_THAT(given.calls(), IsEmpty());
+}
+
+TEST_F(LifecycleTest, InitializeGoesToItsEndPastAStartThatThrows) {
+  FailingHccdHandler failing;
+  failing.failure = [] { throw std::runtime_error("ct gone"); };
+  const testsupport::SingleHandlerServes served(failing);
+
+  EXPECT_EQ(handler->initialize(failing), tarvik::kStatusSuccess);
+
+  EXPECT_TRUE(failing.isServiceRunning(1));
+  EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"),
+            static_cast<IInterface*>(handler.get()));
+  EXPECT_THAT(traceLines(1), ElementsAre(Line{1, "hccdControllerStartStop",
+                                              "startService failed: ct gone"}));
+  EXPECT_EQ(traceLines().back(), (Line{3, "initialize", "Initialize done."}));
+  failing.failure = nullptr;
+  handler->deinitialize();
+  EXPECT_THAT(ctIndexesOf(failing, FakeHccdHandler::Call::Stop),
+              ElementsAre(0U, 1U));
+  EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
+}
+
+TEST_F(LifecycleTest, DeinitializeGoesToItsEndPastAStopThatThrows) {
+  FailingHccdHandler failing;
+  (void)handler->initialize(hccd);
+  failing.failure = [] { throw std::runtime_error("ct gone"); };
+  {
+    const testsupport::SingleHandlerServes served(failing);
+    forgetHistory();
+
+    handler->deinitialize();
+  }
 
   EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
   EXPECT_THAT(moduleIdsOf(ModuleManager::Event::Destroyed),
               ElementsAre(testsupport::moduleId(1), testsupport::moduleId(2)));
-  EXPECT_THAT(traceLines(1),
-              ElementsAre(Line{1, "deinitialize",
-                               "A platform call failed; the rest was done"}));
+  const Line failed{1, "hccdControllerStartStop",
+                    "stopService failed: ct gone"};
+  EXPECT_THAT(traceLines(1), ElementsAre(failed, failed));
   // Uninitialised: the next start is a whole one.
   (void)handler->initialize(hccd);
   EXPECT_THAT(ctIndexesOf(hccd, FakeHccdHandler::Call::Start),
@@ -163,15 +208,38 @@ TEST_F(LifecycleTest, DeinitializeGoesToItsEndPastAStopThatThrows) {
 // The unwinding of the shut-down thread, ended inside the HCC-D handler, is
 // no failure to step past: the thread ends there.
 TEST_F(LifecycleTest, ShutDownThreadEndedInsideAStopEnds) {
-  FailingStopHccdHandler exiting;
+  FailingHccdHandler exiting;
   exiting.failure = [] { pthread_exit(nullptr); };
-  (void)handler->initialize(exiting);
-
-  std::thread([this] { handler->deinitialize(); }).join();
+  (void)handler->initialize(hccd);
+  {
+    const testsupport::SingleHandlerServes served(exiting);
+    std::thread([this] { handler->deinitialize(); }).join();
+  }
 
   EXPECT_NE(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
-  exiting.failure = nullptr;
-  handler->deinitialize();  // before `exiting` is gone
+}
+
+// A destructor cannot pass a cancelled thread's unwinding on: it completes
+// the tear-down, and the thread ends at its next cancellation point.
+TEST_F(LifecycleTest, DestroyingOnACancelledThreadTearsDownWhole) {
+  FailingHccdHandler cancelling;
+  cancelling.failure = [] { pthread_testcancel(); };
+  (void)handler->initialize(hccd);
+  bool destroyed = false;
+  {
+    const testsupport::SingleHandlerServes served(cancelling);
+    std::thread([&] {
+      (void)pthread_cancel(pthread_self());
+      handler.reset();
+      destroyed = true;
+      pthread_testcancel();
+    }).join();
+  }
+
+  EXPECT_TRUE(destroyed);
+  EXPECT_THAT(ctIndexesOf(cancelling, FakeHccdHandler::Call::Stop),
+              ElementsAre(0U, 1U));
+  EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
 }
 
 TEST_F(LifecycleTest, ZeroChannelsStillPublishesAndRegistersNoModule) {

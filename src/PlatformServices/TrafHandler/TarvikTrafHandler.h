@@ -95,7 +95,9 @@ class TrafHandler final : public ITrafHandler {
   // does what `deinitialize` does, calling the HCC-D handler and the
   // registry: call `deinitialize` before unloading, while they still exist.
   // Then it frees the registrations and module objects; the drivers,
-  // frame-format objects and clients' callbacks are not touched.
+  // frame-format objects and clients' callbacks are not touched. It never
+  // ends the process: `deinitialize` lets nothing through, and the calling
+  // thread's cancellation is held off until the tear-down is complete.
   ~TrafHandler() override;
 
   TrafHandler(const TrafHandler&) = delete;
@@ -103,26 +105,30 @@ class TrafHandler final : public ITrafHandler {
 
   // Keeps `hccdHandler` (not owned; it must outlive the handler), creates one
   // module object per served channel, registers "ITrafHandler" in the
-  // interface registry and starts the HCC-D service of every served channel.
-  // Already initialised: does nothing, and `hccdHandler` is not kept.
+  // interface registry and starts the HCC-D service of every served channel
+  // through `hccdControllerStartStop` of the library's single handler
+  // (`getInstance`). Already initialised: does nothing, and `hccdHandler` is
+  // not kept.
   //
-  // Returns 0 in every case; the registry's and the HCC-D handler's results
-  // are not looked at. Without memory for the module objects it changes
-  // nothing; when registering or starting a service throws, it stops there
-  // and stays uninitialised. Either way it leaves a level-1 trace, and the
-  // next call makes every step again. Precondition: the platform's interface
+  // Returns 0 in every case and ends initialised; the registry's and the
+  // HCC-D handler's results are not looked at. A step that fails (a module
+  // object without memory, a platform call that throws) is left undone with
+  // a level-1 trace naming it, and the next step is made; `deinitialize`
+  // undoes whatever was done. Precondition: the platform's interface
   // registry, trace facility and module manager are up. Start-up thread
   // only, no other call into the library under way. Allocates (module
   // objects); takes no lock.
   OVT_TRAF_API std::uint32_t initialize(rl::traf::HccdHandlerBase& hccdHandler);
 
-  // Stops the HCC-D services, withdraws "ITrafHandler", destroys the module
-  // objects (which leave the module manager) and forgets the per-channel
-  // driver bindings. Port registrations, frame-format objects, the XAUI
-  // driver and the HCC-D handler are kept for a later `initialize`. Not
-  // initialised: does nothing. A stop or the withdrawal that throws is
-  // skipped with a level-1 trace: the rest is still done, and the handler
-  // ends uninitialised.
+  // Stops the HCC-D services (through the single handler, as `initialize`
+  // starts them), withdraws "ITrafHandler", destroys the module objects
+  // (which leave the module manager) and forgets the per-channel driver
+  // bindings. Port registrations, frame-format objects, the XAUI driver and
+  // the HCC-D handler are kept for a later `initialize`. Not initialised:
+  // does nothing. A stop or the withdrawal that throws is skipped with a
+  // level-1 trace naming it: the rest is still done, and the handler ends
+  // uninitialised. Nothing leaves it but the unwinding of a thread that
+  // ends inside a platform call.
   //
   // Shut-down thread only, with no phase, client call or reception under
   // way. Frees memory; allocates none; takes no lock.
@@ -133,7 +139,8 @@ class TrafHandler final : public ITrafHandler {
   // Registers every module object that `initialize` created with the module
   // manager, which then runs their phases. Call it after each `initialize`.
   // Returns 0 in every case; a served channel without a module object
-  // (`initialize` not called) is skipped with a level-1 trace.
+  // (`initialize` not called), or whose registration throws, is skipped
+  // with a level-1 trace.
   //
   // Start-up thread only. Allocates only inside the module manager; takes no
   // lock of this library.
@@ -212,9 +219,6 @@ class TrafHandler final : public ITrafHandler {
   ServedChannels servedRadioChannels() const;
   // Forgets the per-channel driver bindings and the load mark of `channel`.
   void forgetBindings(RadioChannel channel);
-  // Starts or stops the HCC-D service of `channel`; what the HCC-D handler
-  // throws goes on to the caller.
-  void startStopService(RadioChannel channel, Action action) const;
   // Why registering `portId` of `channel` is refused before it is listed,
   // or null. Under the registration mutex.
   const char* refusalOf(RadioChannel channel, HccdPortId portId,

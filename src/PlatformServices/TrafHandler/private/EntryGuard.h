@@ -71,7 +71,34 @@ inline const char* currentExceptionText() noexcept {
   }
 }
 
+// Runs `call`, a call into the platform; when it throws, runs `report`
+// inside the handler and returns. See `TRAF_PLATFORM_CALL`.
+template <class Call, class Report>
+TRAF_RETHROWS_THREAD_UNWINDING void runPlatformCall(const Call& call,
+                                                    const Report& report) {
+  try {
+    call();
+  } catch (...) {
+    rethrowIfItMustPass();
+    report();
+  }
+}
+
 }  // namespace tarvik
+
+// A step of an operation that goes on to its end whatever the platform does:
+// the statements `__VA_ARGS__` call into the platform, and a call that throws
+// counts as one that failed. What it threw ends here, with a level-1 trace in
+// `function`: `what`, streamed, then " failed: " and what the exception
+// says. The operation then goes on with its next step.
+#define TRAF_PLATFORM_CALL(function, what, ...)                       \
+  ::tarvik::runPlatformCall(                                          \
+      [&] { __VA_ARGS__; },                                           \
+      [&] {                                                           \
+        TRAF_TRACE_MSG(                                               \
+            QEL_TRACE_LEVEL_1, function,                              \
+            what << " failed: " << ::tarvik::currentExceptionText()); \
+      })
 
 // The handler of an entry point's function-try-block; `function` names the
 // operation in the trace header, and the operation returns `__VA_ARGS__`

@@ -6,6 +6,8 @@
 // names this file.
 #include "TarvikTrafHandler.h"
 
+#include <pthread.h>
+
 #include <optional>
 #include <stdexcept>
 
@@ -200,7 +202,13 @@ TrafHandler::TrafHandler(RadioChannel numberOfChannels)
 
 TrafHandler::~TrafHandler() {
   TRAF_TRACE_ENTER("~TrafHandler");
+  // A destructor cannot pass on the unwinding of a cancelled thread; held
+  // off, the cancellation is acted on at the thread's next cancellation
+  // point, once the tear-down is complete.
+  int cancelState = PTHREAD_CANCEL_ENABLE;
+  (void)pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
   deinitialize();
+  (void)pthread_setcancelstate(cancelState, nullptr);
 }
 
 RadioChannel TrafHandler::toRadioChannel(std::uint32_t number) {
@@ -222,7 +230,7 @@ TrafHandler::ServedChannels TrafHandler::servedRadioChannels() const {
   return channels;
 }
 
-std::uint32_t TrafHandler::registerPhases() try {
+std::uint32_t TrafHandler::registerPhases() {
   TRAF_TRACE_ENTER("registerPhases");
   for (const RadioChannel channel : servedRadioChannels()) {
     TarvikPhaseHandler* const phaseHandler = m_phaseHandlers[channel].get();
@@ -233,14 +241,15 @@ std::uint32_t TrafHandler::registerPhases() try {
                          << ", initialize first");
       continue;
     }
-    (void)phaseHandler->registerCallbacks();
+    TRAF_PLATFORM_CALL(
+        "registerPhases",
+        "RegisterModule of channel " << static_cast<unsigned>(channel),
+        (void)phaseHandler->registerCallbacks());
   }
   return kStatusSuccess;
 }
-TRAF_CATCH_ALL("registerPhases", kStatusSuccess)
 
-std::uint32_t TrafHandler::initialize(
-    rl::traf::HccdHandlerBase& hccdHandler) try {
+std::uint32_t TrafHandler::initialize(rl::traf::HccdHandlerBase& hccdHandler) {
   TRAF_TRACE_ENTER("initialize");
   if (m_initialized) {
     return kStatusSuccess;
@@ -252,51 +261,35 @@ std::uint32_t TrafHandler::initialize(
                        << static_cast<unsigned>(m_numberOfChannels)
                        << " above 2, serving channels 1 and 2");
   }
-  const ServedChannels channels = servedRadioChannels();
-  // Every module object is made before anything changes: without the memory
-  // for one, the handler stays as it was.
-  PhaseHandlerTable created;
-  for (const RadioChannel channel : channels) {
-    created[channel] = std::make_unique<TarvikPhaseHandler>(channel, *this);
-  }
   m_hccdHandler = &hccdHandler;
+  // Each step goes on whatever the one before met: a step left undone is
+  // traced, and `deinitialize` still undoes whatever was done.
+  const ServedChannels channels = servedRadioChannels();
   for (const RadioChannel channel : channels) {
     forgetBindings(channel);
+    std::unique_ptr<TarvikPhaseHandler> created;
+    TRAF_PLATFORM_CALL(
+        "initialize",
+        "Module object of channel " << static_cast<unsigned>(channel),
+        created = std::make_unique<TarvikPhaseHandler>(channel, *this));
     // The old module object goes only once the new one is in its slot.
     std::unique_ptr<TarvikPhaseHandler> previous =
-        std::exchange(m_phaseHandlers[channel], std::move(created[channel]));
+        std::exchange(m_phaseHandlers[channel], std::move(created));
     previous.reset();
   }
-  (void)InterfaceBroker::getInstance()->registerInterface(
-      kRegistryName, static_cast<IInterface*>(this));
-  // A start that fails leaves the handler uninitialised, so that the next
-  // `initialize` makes every step again.
+  TRAF_PLATFORM_CALL("initialize", "registerInterface",
+                     (void)InterfaceBroker::getInstance()->registerInterface(
+                         kRegistryName, static_cast<IInterface*>(this)));
+  // Services are started and stopped through the library's single handler,
+  // as any client module does.
+  ITrafHandler& single = getInstance(RadioChannel_1);
   for (const RadioChannel channel : channels) {
-    startStopService(channel, Start);
+    (void)single.hccdControllerStartStop(channel, Start);
   }
   m_initialized = true;
   TRAF_TRACE_MSG(QEL_TRACE_LEVEL_3, "initialize", "Initialize done.");
   return kStatusSuccess;
 }
-TRAF_CATCH_ALL("initialize", kStatusSuccess)
-
-namespace {
-
-// Runs one step of a tear-down; true when it completed. A tear-down goes on
-// to its end whatever one step meets: it also runs when the library is
-// unloaded, and whatever is left undone then stays undone.
-template <class Step>
-bool tearDownStep(const Step& step) {
-  try {
-    step();
-    return true;
-  } catch (...) {
-    rethrowIfItMustPass();
-    return false;
-  }
-}
-
-}  // namespace
 
 void TrafHandler::deinitialize() {
   TRAF_TRACE_ENTER("deinitialize");
@@ -304,15 +297,16 @@ void TrafHandler::deinitialize() {
     return;
   }
   TRAF_TRACE_MSG(QEL_TRACE_LEVEL_3, "deinitialize", "Deinitialize needed.");
+  // Goes on to its end whatever one step meets: it also runs when the
+  // library is unloaded, and whatever is left undone then stays undone.
   const ServedChannels channels = servedRadioChannels();
-  bool completed = true;
+  ITrafHandler& single = getInstance(RadioChannel_1);
   for (const RadioChannel channel : channels) {
-    completed &= tearDownStep([&] { startStopService(channel, Stop); });
+    (void)single.hccdControllerStartStop(channel, Stop);
   }
-  completed &= tearDownStep([&] {
-    (void)InterfaceBroker::getInstance()->unregisterInterface(kRegistryName,
-                                                              nullptr);
-  });
+  TRAF_PLATFORM_CALL("deinitialize", "unregisterInterface",
+                     (void)InterfaceBroker::getInstance()->unregisterInterface(
+                         kRegistryName, nullptr));
   for (const RadioChannel channel : channels) {
     forgetBindings(channel);
     // Empty the slot first, then destroy the module object.
@@ -321,10 +315,6 @@ void TrafHandler::deinitialize() {
     previous.reset();
   }
   m_initialized = false;
-  if (!completed) {
-    TRAF_TRACE_MSG(QEL_TRACE_LEVEL_1, "deinitialize",
-                   "A platform call failed; the rest was done");
-  }
   TRAF_TRACE_MSG(QEL_TRACE_LEVEL_3, "deinitialize", "Deinitialize done!");
 }
 
@@ -359,7 +349,7 @@ std::uint32_t TrafHandler::rliResetI2C(RadioChannel /*channel*/) {
 std::uint32_t TrafHandler::getNumberOfNativeRlChannel() { return 0; }
 
 std::uint32_t TrafHandler::hccdControllerStartStop(RadioChannel channel,
-                                                   Action action) const try {
+                                                   Action action) const {
   if (action != Start && action != Stop) {
     return kStatusSuccess;
   }
@@ -371,26 +361,23 @@ std::uint32_t TrafHandler::hccdControllerStartStop(RadioChannel channel,
     // was started.
     return kStatusSuccess;
   }
-  startStopService(channel, action);
-  return kStatusSuccess;
-}
-TRAF_CATCH_ALL("hccdControllerStartStop", kStatusSuccess)
-
-void TrafHandler::startStopService(RadioChannel channel, Action action) const {
   switch (action) {
     case Start:
       TRAF_TRACE_MSG(QEL_TRACE_LEVEL_3, "hccdControllerStartStop",
                      "Starting HCC-D service for channel "
                          << static_cast<unsigned>(channel));
-      (void)m_hccdHandler->startService(ctIndex(channel));
+      TRAF_PLATFORM_CALL("hccdControllerStartStop", "startService",
+                         (void)m_hccdHandler->startService(ctIndex(channel)));
       break;
     case Stop:
       TRAF_TRACE_MSG(QEL_TRACE_LEVEL_3, "hccdControllerStartStop",
                      "Stopping HCC-D service for channel "
                          << static_cast<unsigned>(channel));
-      (void)m_hccdHandler->stopService(ctIndex(channel));
+      TRAF_PLATFORM_CALL("hccdControllerStartStop", "stopService",
+                         (void)m_hccdHandler->stopService(ctIndex(channel)));
       break;
   }
+  return kStatusSuccess;
 }
 
 namespace {

@@ -1,0 +1,205 @@
+// SPDX-License-Identifier: Apache-2.0
+// Every entry point of the handler, on each of its paths, under two kinds of
+// fault: the n-th allocation made inside the call fails, or the n-th C++
+// call it makes into the platform throws (n = 1, 2, ... until a run makes
+// no fault), that one only or every one from it on. After each run: nothing
+// has left the call, the result is the usual one or the operation's failure
+// status, every driver name requested is whole, every trace text is exact
+// or absent, and unloading leaves nothing stranded; made again, the same run
+// is followed by the same call, which completes the job, and a whole
+// working day of the module.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <set>
+#include <string>
+#include <tuple>
+
+#include "AllocationCounter.h"
+#include "EntryPointCases.h"
+#include "PlatformCallFailure.h"
+
+namespace {
+
+using standin::PlatformCallFailure;
+using testsupport::AllocationFailure;
+using testsupport::EntryPointCase;
+using testsupport::Node;
+
+enum class Kind { Allocation, ThrowingPlatform };
+
+// One fault of a kind, while it lives.
+class Fault {
+ public:
+  Fault(Kind kind, std::size_t nth, bool fromThenOn) {
+    if (kind == Kind::Allocation) {
+      m_allocation.emplace(nth, fromThenOn ? AllocationFailure::FromThenOn
+                                           : AllocationFailure::Once);
+    } else {
+      m_call.emplace(nth, fromThenOn ? PlatformCallFailure::FromThenOn
+                                     : PlatformCallFailure::Once);
+    }
+  }
+  bool failed() const {
+    return m_allocation ? m_allocation->failed() : m_call->failed();
+  }
+
+ private:
+  std::optional<AllocationFailure> m_allocation;
+  std::optional<PlatformCallFailure> m_call;
+};
+
+// How a fault of the kind ends every text that reports it.
+const char* reportEnding(Kind kind) {
+  return kind == Kind::Allocation ? "std::bad_alloc" : " failed (injected)";
+}
+
+bool endsWith(const std::string& text, const std::string& ending) {
+  return text.size() >= ending.size() &&
+         text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
+}
+
+// What a run shows.
+struct Outcome {
+  std::uint32_t result = 0;
+  bool failed = false;
+  std::set<std::string> texts;
+  std::set<std::string> functions;
+};
+
+struct FaultRun {
+  Kind kind = Kind::Allocation;
+  std::size_t nth = 0;
+  bool fromThenOn = false;
+  bool traced = true;
+};
+
+Outcome run(const EntryPointCase& c, Node& node, const FaultRun& how) {
+  c.prepare(node);
+  standin::TraceControl::clearRecords();
+  standin::TraceControl::setThreshold(testsupport::kTraceObject,
+                                      how.traced ? 6 : 0);
+  standin::FakeDriverLayer::instance().clearRequests();
+  Outcome outcome;
+  try {
+    const Fault fault(how.kind, how.nth, how.fromThenOn);
+    outcome.result = c.call(node);
+    outcome.failed = fault.failed();
+  } catch (...) {
+    ADD_FAILURE() << "left the call";
+  }
+  for (const auto& record : standin::TraceControl::records()) {
+    outcome.texts.insert(record.text);
+    // The sampled data trace comes with whichever message is due.
+    if (record.level != QEL_TRACE_LEVEL_5) {
+      outcome.functions.insert(record.function);
+    }
+  }
+  return outcome;
+}
+
+// Unloading, i.e. destroying the handler, leaves no registry entry and no
+// started service behind, unless the withdrawal or that stop itself threw.
+void expectNothingStrandedAfterUnload(Node& node) {
+  node.handler.reset();
+  if (!PlatformCallFailure::threw("unregisterInterface") &&
+      !PlatformCallFailure::threw("InterfaceBroker::getInstance")) {
+    EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
+  }
+  if (!PlatformCallFailure::threw("stopService")) {
+    EXPECT_FALSE(node.hccd.isServiceRunning(0) ||
+                 node.hccd.isServiceRunning(1));
+  }
+}
+
+class FaultInjectionTest
+    : public testing::TestWithParam<std::tuple<EntryPointCase, Kind>> {};
+
+TEST_P(FaultInjectionTest, LeavesNoTraceOfTheFaultButItsReport) {
+  const auto& [c, kind] = GetParam();
+  Outcome usual;
+  {
+    Node node;
+    usual = run(c, node, {});
+  }
+  std::set<std::string> wholeNames;
+  for (const unsigned channel : {1U, 2U}) {
+    for (const std::string& name : testsupport::channelDriverNames(channel)) {
+      wholeNames.insert(name);
+    }
+  }
+  // Each fault alone, traced and untraced, and each with all after it.
+  const std::pair<bool, bool> modes[] = {
+      {false, true}, {false, false}, {true, true}};
+  for (const auto& [fromThenOn, traced] : modes) {
+    for (std::size_t nth = 1;; ++nth) {
+      SCOPED_TRACE(testing::Message()
+                   << "fault " << nth << (fromThenOn ? " and all after it" : "")
+                   << (traced ? "" : ", tracing off"));
+      const FaultRun how{kind, nth, fromThenOn, traced};
+      Outcome faulty;
+      {
+        Node node;
+        faulty = run(c, node, how);
+        expectNothingStrandedAfterUnload(node);
+      }
+      EXPECT_THAT(faulty.result, testing::AnyOf(usual.result, c.failure));
+      for (const std::string& name :
+           standin::FakeDriverLayer::instance().requestedNames()) {
+        EXPECT_EQ(wholeNames.count(name), 1U) << name;
+      }
+      for (const std::string& text : faulty.texts) {
+        EXPECT_TRUE(usual.texts.count(text) != 0 ||
+                    endsWith(text, reportEnding(kind)) ||
+                    endsWith(text, ": Data: 7"))
+            << text;
+      }
+      // An operation that traces as usual reports under its own name.
+      for (const std::string& function : faulty.functions) {
+        EXPECT_TRUE(usual.functions.empty() ||
+                    usual.functions.count(function) != 0)
+            << function;
+      }
+      Node node;
+      (void)run(c, node, how);
+      // Unfinished, or with a result that cannot tell: made again, it does
+      // its whole job.
+      if (node.handler != nullptr &&
+          (faulty.result != usual.result || c.failure == usual.result)) {
+        EXPECT_EQ(c.call(node), usual.result);
+      }
+      expectWorkingDay(node);
+      if (!faulty.failed || HasFailure()) {
+        break;
+      }
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EntryPoints, FaultInjectionTest,
+    testing::Combine(testing::ValuesIn(testsupport::entryPointCases()),
+                     testing::Values(Kind::Allocation, Kind::ThrowingPlatform)),
+    [](const auto& param) {
+      return std::string(std::get<0>(param.param).name) +
+             (std::get<1>(param.param) == Kind::Allocation ? "_WithoutMemory"
+                                                           : "_PlatformThrows");
+    });
+
+// The receive path allocates nothing: with no memory at all, every message
+// reaches its client, the sampled ones included.
+TEST(ReceiveWithoutMemoryTest, DeliversEveryMessage) {
+  testsupport::CountingCallback& client = testsupport::receivingClient();
+  const Node node;
+  const int before = client.calls;
+  {
+    const AllocationFailure failure(1, AllocationFailure::FromThenOn);
+    for (int n = 0; n < 404; ++n) {
+      (void)hccDataReceivedCt1(nullptr, testsupport::gMessage, 1, 11);
+    }
+  }
+  EXPECT_EQ(client.calls, before + 404);
+}
+
+}  // namespace
