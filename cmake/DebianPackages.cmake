@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # Debian packages of the install components, built with CPack
-# (`cpack -G DEB --config <build>/CPackConfig.cmake`):
+# (`cpack -G DEB --config <build>/CPackConfig.cmake`, into <build>/packages/):
 #
 #   libovttrafhandler<major>   runtime: the stripped library, its SONAME
 #                              link and libOvtTrafHandler.so, for the board's
@@ -40,6 +40,9 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_GENERATOR DEB)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+# The packages and CPack's scratch directory go into the build tree, not
+# into the directory cpack happens to run in (often the checkout's root).
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_DEBIAN_PACKAGE_SECTION libs)
 
 # Test-support headers belong with the development files; the stand-in

@@ -1,14 +1,14 @@
 # SPDX-License-Identifier: Apache-2.0
 # Installs the default components of the build tree OVT_BUILD_DIR as a target
 # root file system build does (prefix /usr, staged under DESTDIR) and checks
-# that exactly the expected files arrive: the library with its SONAME links,
-# the client, lifecycle and platform headers, the test-support headers, the
-# CMake package, the pkg-config files, which still work once the tree is
-# moved, and the licence of each Debian package. Nothing of the stand-in
-# platform, the simulator or the tests.
+# that exactly the files of PackageFiles.cmake arrive: the library with its
+# SONAME links, the client, lifecycle and platform headers, the test-support
+# headers, the CMake package, the pkg-config files, which still work once the
+# tree is moved, and the licence of each Debian package. Nothing of the
+# stand-in platform, the simulator or the tests.
 #
-#   cmake -DOVT_BUILD_DIR=... -DOVT_WORK_DIR=... -DOVT_LIBDIR=lib
-#         -DOVT_INCLUDEDIR=include -DOVT_BUILD_TYPE=...
+#   cmake -DOVT_BUILD_DIR=... -DOVT_WORK_DIR=... -DOVT_VERSION=...
+#         -DOVT_LIBDIR=lib -DOVT_INCLUDEDIR=include -DOVT_BUILD_TYPE=...
 #         [-DOVT_PKG_CONFIG=/usr/bin/pkg-config] -P CheckInstallLayout.cmake
 
 foreach(required OVT_BUILD_DIR OVT_WORK_DIR OVT_LIBDIR OVT_INCLUDEDIR)
@@ -30,55 +30,18 @@ if(NOT result EQUAL 0)
   message(FATAL_ERROR "cmake --install failed: ${result}")
 endif()
 
-set(lib "usr/${OVT_LIBDIR}")
-set(inc "usr/${OVT_INCLUDEDIR}/OvtTrafHandler")
-set(pkg "${lib}/cmake/OvtTrafHandler")
-if(OVT_BUILD_TYPE)
-  string(TOLOWER "${OVT_BUILD_TYPE}" config)
-else()
-  set(config noconfig)
-endif()
-set(expected
-  "${lib}/libOvtTrafHandler.so.1.0.0"
-  "${lib}/libOvtTrafHandler.so.1"
-  "${lib}/libOvtTrafHandler.so"
-  "${inc}/ITrafHandler.h"
-  "${inc}/TarvikTrafHandler.h"
-  "${inc}/TrafHandlerExport.h"
-  "${inc}/platform/CDriver.h"
-  "${inc}/platform/HccdHandlerBase.h"
-  "${inc}/platform/IFrameFormat.h"
-  "${inc}/platform/InterfaceBroker.h"
-  "${inc}/platform/ModuleInterface.h"
-  "${inc}/platform/QelTrace.h"
-  "${inc}/testing/MockTrafHandler.h"
-  "${inc}/testing/RecordingHccdPortCallback.h"
-  "${pkg}/OvtTrafHandlerConfig.cmake"
-  "${pkg}/OvtTrafHandlerConfigVersion.cmake"
-  "${pkg}/OvtTrafHandlerTargets.cmake"
-  "${pkg}/OvtTrafHandlerTargets-${config}.cmake"
-  "${pkg}/OvtTrafHandlerTestingTargets.cmake"
-  "${lib}/pkgconfig/OvtTrafHandler.pc"
-  "${lib}/pkgconfig/OvtTrafHandlerLibrary.pc"
-  "${lib}/pkgconfig/OvtTrafHandlerTesting.pc"
-  "usr/share/doc/libovttrafhandler1/copyright"
-  "usr/share/doc/libovttrafhandler-dev/copyright")
-list(SORT expected)
-
+include(${CMAKE_CURRENT_LIST_DIR}/PackageFiles.cmake)
+set(expected ${ovt_files_runtime} ${ovt_files_development} ${ovt_files_testing})
+list(TRANSFORM expected PREPEND "usr/")
 file(GLOB_RECURSE installed LIST_DIRECTORIES false RELATIVE "${stage}"
   "${stage}/*")
-list(SORT installed)
-if(NOT installed STREQUAL expected)
-  set(missing ${expected})
-  list(REMOVE_ITEM missing ${installed})
-  set(unexpected ${installed})
-  list(REMOVE_ITEM unexpected ${expected})
-  list(JOIN missing "\n  " missing)
-  list(JOIN unexpected "\n  " unexpected)
-  message(FATAL_ERROR
-    "installed files differ\nmissing:\n  ${missing}\nunexpected:\n  ${unexpected}")
+set(failures "")
+ovt_compare_file_lists("installed files" "${expected}" "${installed}")
+if(failures)
+  message(FATAL_ERROR "${failures}")
 endif()
 
+set(lib "usr/${OVT_LIBDIR}")
 # The links a loader and a linker follow.
 foreach(link_target IN ITEMS "libOvtTrafHandler.so.1:libOvtTrafHandler.so.1.0.0"
                              "libOvtTrafHandler.so:libOvtTrafHandler.so.1")
