@@ -95,7 +95,7 @@ class Known:
                 for suite, case in GTEST_MACRO.findall(text):
                     self.suites.add(suite)
                     self.cases.add(f"{suite}.{case}")
-                for prefix, suite in INSTANTIATE.findall(text):
+                for _, suite in INSTANTIATE.findall(text):
                     self.suites.add(suite)
                 if "gtest" in text:
                     self.suites.update(FIXTURE.findall(text))
@@ -151,7 +151,7 @@ def pieces(text):
     each code block ("block") outside the generated blocks; `cut` is the
     marker line before a block, if any."""
     fence, language, start, body, generated = None, "", 0, [], False
-    previous = ""
+    previous, cut = "", ""
     for number, line in enumerate(text.splitlines(), 1):
         if fence is None and GENERATED_START.match(line):
             generated = True
@@ -171,7 +171,6 @@ def pieces(text):
             for match in CODE_SPAN.finditer(line):
                 yield number, "span", match.group(2).strip(), "", ""
         previous = line
-    return
 
 
 def region(root, path, name):
