@@ -126,9 +126,9 @@ std::size_t fit(const std::vector<std::string>& form, const Tokens& tokens) {
 }
 
 // Decimal or 0x hex, optionally negative, within [low, high]; a refusal
-// hints at the closest of `words`.
-std::int64_t parseNumber(const std::string& text, std::int64_t low,
-                         std::int64_t high,
+// names the argument `what` and hints at the closest of `words`.
+std::int64_t parseNumber(const std::string& what, const std::string& text,
+                         std::int64_t low, std::int64_t high,
                          const std::vector<std::string>& words = {}) {
   const bool negative = !text.empty() && text[0] == '-';
   const char* first = text.data() + (negative ? 1 : 0);
@@ -149,8 +149,8 @@ std::int64_t parseNumber(const std::string& text, std::int64_t low,
   const std::int64_t value =
       static_cast<std::int64_t>(magnitude) * (negative ? -1 : 1);
   check(!huge && value >= low && value <= high,
-        text + " is out of range (" + std::to_string(low) + " to " +
-            std::to_string(high) + ')' + hint(text, words));
+        what + ' ' + text + " is out of range (" + std::to_string(low) +
+            " to " + std::to_string(high) + ')' + hint(text, words));
   return value;
 }
 
@@ -189,7 +189,7 @@ void parseBytes(const Tokens& tokens, std::size_t i, bool allowTimes,
             (allowTimes ? " (only `times N` may follow)" : ""));
   const Placeholder& bytes = *findPlaceholder("<bytes>");
   step.times = static_cast<std::uint32_t>(
-      parseNumber(tokens[i + 1].text, bytes.low, bytes.high));
+      parseNumber("times", tokens[i + 1].text, bytes.low, bytes.high));
 }
 
 void parseMatcher(const Tokens& tokens, std::size_t i, TraceMatcher& matcher) {
@@ -201,7 +201,7 @@ void parseMatcher(const Tokens& tokens, std::size_t i, TraceMatcher& matcher) {
     } else if (token.text == "level" && hasNext) {
       const Placeholder& levels = *findPlaceholder("<level>");
       matcher.level = static_cast<std::uint32_t>(
-          parseNumber(tokens[++i].text, levels.low, levels.high));
+          parseNumber("level", tokens[++i].text, levels.low, levels.high));
     } else if (token.text == "function" && hasNext) {
       matcher.function = tokens[++i].text;
     } else if (token.text == "containing" && hasNext && tokens[i + 1].quoted) {
@@ -243,10 +243,10 @@ void parseArgument(const std::string& item, const Tokens& tokens, std::size_t i,
       return;
     case Placeholder::Number:
       // A word of the placeholder stands for its position.
-      step.numbers.push_back(
-          word != words.end()
-              ? word - words.begin()
-              : parseNumber(text, placeholder.low, placeholder.high, words));
+      step.numbers.push_back(word != words.end()
+                                 ? word - words.begin()
+                                 : parseNumber(item, text, placeholder.low,
+                                               placeholder.high, words));
       return;
     case Placeholder::Word:
       check(word != words.end(),
@@ -272,8 +272,9 @@ void parseResult(const StepRow& row, const Tokens& tokens, Step& step) {
   const std::vector<std::string> result = row.result();
   check(!result.empty(), "this step has no result to state after =>");
   check(!tokens.empty(), "nothing after =>");
-  Outcome expected{result[0] == "N" ? parseNumber(tokens[0].text, 0, kU32Max)
-                                    : parseBool(tokens[0].text)};
+  Outcome expected{result[0] == "N"
+                       ? parseNumber("the status", tokens[0].text, 0, kU32Max)
+                       : parseBool(tokens[0].text)};
   std::vector<std::string> outputs;
   std::string names;
   for (std::size_t i = 1; i < result.size(); i += 2) {
@@ -293,7 +294,7 @@ void parseResult(const StepRow& row, const Tokens& tokens, Step& step) {
         name, name == "ais" || name == "rdi" || name == "rdiRemote"
                   ? parseBool(text)
               : text == "unset" ? kUnset
-                                : parseNumber(text, 0, kU32Max));
+                                : parseNumber(name, text, 0, kU32Max));
   }
   step.result = expected;
 }
@@ -536,8 +537,7 @@ std::vector<std::string> parseScenario(const std::string& file,
     scenario.push_back(std::move(step));
   }
   if (errors.empty() && scenario.empty()) {
-    errors.push_back(file + ':' + std::to_string(number) +
-                     ": the scenario has no steps");
+    errors.push_back(file + ": the scenario has no steps");
   }
   return errors;
 }

@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Every tracked source file names its licence (an SPDX line); clang-format
-# (no diff) over every tracked C/C++ file, then clang-tidy (no finding,
+# Every tracked source file names its licence (an SPDX line); each trace
+# text of the module is in the module and one test only
+# (tools/check-trace-texts.py); what the documents name exists and their C++
+# is cut from compiled files (tools/check-doc-names.py); clang-format (no
+# diff) over every tracked C/C++ file, then clang-tidy (no finding,
 # .clang-tidy) over every tracked .cpp that the build BUILD_DIR compiles. All
 # run in full, so that one run lists every finding.
 #
@@ -19,6 +22,8 @@ if [ -n "$unlicensed" ]; then
   printf 'No SPDX licence line: %s\n' $unlicensed >&2
   status=1
 fi
+python3 tools/check-trace-texts.py . || status=1
+python3 tools/check-doc-names.py . || status=1
 git ls-files -z '*.c' '*.cc' '*.cpp' '*.h' '*.hpp' |
   xargs -0 clang-format --dry-run --Werror || status=1
 # run-clang-tidy takes regular expressions of the files to check. The

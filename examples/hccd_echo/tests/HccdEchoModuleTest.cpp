@@ -8,9 +8,11 @@
 #include <vector>
 
 #include "HccdEchoModule.h"
+// [publish-the-mock-includes]
 #include "InterfaceBroker.h"
-#include "InterfaceBrokerControl.h"
+#include "InterfaceBrokerControl.h"  // host stand-in registry: reset it
 #include "testing/MockTrafHandler.h"
+// [end publish-the-mock-includes]
 
 namespace {
 
@@ -125,6 +127,39 @@ TEST_F(HccdEchoModuleTest, DescribesValuesReadAndUnknownForFailedReads) {
 
     EXPECT_EQ(module.describeChannel(), c.expected);
   }
+}
+
+// The route docs/client-kit.md shows, cut from here: the mock published
+// where the module would be, the callback the module under test registers
+// caught, and the transport played through it.
+TEST(HccdEchoClientKitTest, ModuleEchoesWhatThePlayedTransportDelivers) {
+  // [publish-the-mock]
+  ::testing::StrictMock<trafhandler_testing::MockTrafHandler> trafHandler;
+  InterfaceBrokerControl::reset();
+  InterfaceBroker::getInstance()->registerInterface("ITrafHandler",
+                                                    &trafHandler);
+
+  ITrafHandler::HccdPortCallback* callback = nullptr;
+  EXPECT_CALL(trafHandler,
+              hccdControllerRegisterPort(
+                  RadioChannel_2, ITrafHandler::HccdPortId_3, ::testing::_))
+      .WillOnce(::testing::DoAll(::testing::SaveArg<2>(&callback),
+                                 ::testing::Return(0U)));
+  hccd_echo::HccdEchoModule module{RadioChannel_2, ITrafHandler::HccdPortId_3};
+  ASSERT_EQ(module.start(), hccd_echo::HccdEchoModule::StartResult::Started);
+
+  // Play the transport: deliver a message through the registered callback.
+  unsigned char bytes[] = {1, 2};
+  ASSERT_NE(callback, nullptr);
+  callback->onHccdDataReceived(bytes, 2U, ITrafHandler::HccdPortId_3);
+  // [end publish-the-mock]
+  EXPECT_CALL(trafHandler,
+              hccdControllerSendMessage(
+                  RadioChannel_2, ITrafHandler::HccdPortId_3, ::testing::_, 2U))
+      .WillOnce(::testing::Return(0U));
+
+  EXPECT_EQ(module.echoPending(), 1U);
+  InterfaceBrokerControl::reset();
 }
 
 }  // namespace
