@@ -80,7 +80,7 @@ void freeStep(FuzzedDataProvider& input, Node& node, Registrations& listed) {
   const auto portId = static_cast<ITrafHandler::HccdPortId>(port);
   tarvik::TrafHandler& handler = *node.handler;
   std::uint32_t answer = 0;
-  std::uint32_t failure = tarvik::kStatusFailure;
+  std::uint32_t failure = ITrafHandler::kStatusFailure;
   unsigned int dspRate = 0;
   unsigned int idleRate = 0;
   switch (input.ConsumeIntegralInRange(0, 6)) {
@@ -101,7 +101,7 @@ void freeStep(FuzzedDataProvider& input, Node& node, Registrations& listed) {
       answer = handler.rlaGetRatesForTaps(channel, dspRate, idleRate);
       break;
     case 3:
-      failure = tarvik::kPhaseFailure;
+      failure = tarvik::TrafHandler::kPhaseFailure;
       answer = input.ConsumeBool() ? handler.doOnModuleInit(channel)
                : input.ConsumeBool()
                    ? handler.doOnPhasePreFrameformatLoad(channel)

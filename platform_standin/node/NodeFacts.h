@@ -49,6 +49,12 @@ inline std::vector<std::string> boardDriverNames() {
 // A channel's module object has the module id kModuleIdBase + channel.
 inline constexpr std::uint32_t kModuleIdBase = 118000;
 
+// The module manager's table that every module object hands over: one entry
+// per phase callback it overrides, in the order they are declared.
+inline constexpr std::uint32_t kModuleInitEntry = 11;
+inline constexpr std::uint32_t kPostFrameformatLoadEntry = 18;
+inline constexpr std::uint32_t kPreFrameformatLoadEntry = 20;
+
 // The value marking a port id without port index, or a port index without
 // port id.
 inline constexpr std::uint32_t kNoPort = 15;

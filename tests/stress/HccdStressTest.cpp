@@ -12,7 +12,6 @@
 
 #include "FakeHccdHandler.h"
 #include "NodeFacts.h"
-#include "Status.h"
 #include "TarvikTrafHandler.h"
 #include "TraceControl.h"
 #include "testing/RecordingHccdPortCallback.h"
@@ -65,7 +64,7 @@ TEST(HccdStressTest, EveryMessageForARegisteredPortArrivesExactlyOnce) {
   // Never destroyed: the library's handler stops its services at exit.
   auto* const hccd = new standin::FakeHccdHandler();
   auto& handler = tarvik::TrafHandler::getInstance(RadioChannel_2);
-  ASSERT_EQ(handler.initialize(*hccd), tarvik::kStatusSuccess);
+  ASSERT_EQ(handler.initialize(*hccd), ITrafHandler::kStatusSuccess);
   Traffic run;
   // Loop-back: what the handler sends comes back in on the same port.
   hccd->setSendHook([&run](unsigned int ctIndex, unsigned int portIndex,
@@ -116,7 +115,7 @@ TEST(HccdStressTest, EveryMessageForARegisteredPortArrivesExactlyOnce) {
                     static_cast<RadioChannel>(message.channel),
                     static_cast<ITrafHandler::HccdPortId>(portId),
                     reinterpret_cast<unsigned char*>(&message), sizeof message),
-                tarvik::kStatusSuccess);
+                ITrafHandler::kStatusSuccess);
     }
   });
   threads.emplace_back([&] {  // the module manager loading frame formats

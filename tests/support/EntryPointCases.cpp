@@ -110,24 +110,28 @@ void expectWorkingDay(Node& node) {
   }
   // The next lifecycle steps complete whatever a step left undone.
   node.handler->deinitialize();
-  EXPECT_EQ(node.handler->initialize(node.hccd), tarvik::kStatusSuccess);
+  EXPECT_EQ(node.handler->initialize(node.hccd), ITrafHandler::kStatusSuccess);
   EXPECT_TRUE(node.hccd.isServiceRunning(0) && node.hccd.isServiceRunning(1));
   EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"),
             static_cast<IInterface*>(node.handler.get()));
-  EXPECT_EQ(node.handler->registerPhases(), tarvik::kStatusSuccess);
-  EXPECT_EQ(Node::phase(1, Phase::ModuleInit), tarvik::kPhaseSuccess);
-  EXPECT_EQ(Node::phase(2, Phase::ModuleInit), tarvik::kPhaseSuccess);
+  EXPECT_EQ(node.handler->registerPhases(), ITrafHandler::kStatusSuccess);
+  EXPECT_EQ(Node::phase(1, Phase::ModuleInit),
+            tarvik::TrafHandler::kPhaseSuccess);
+  EXPECT_EQ(Node::phase(2, Phase::ModuleInit),
+            tarvik::TrafHandler::kPhaseSuccess);
   standin::FakeDriver& fecType = Node::driver(1, nodefacts::kFecTypeSuffix);
   fecType.setValue(0);
   Node::xaui().setValue(0);
-  EXPECT_EQ(Node::phase(1, Phase::PreFrameformatLoad), tarvik::kPhaseSuccess);
-  EXPECT_EQ(Node::phase(1, Phase::PostFrameformatLoad), tarvik::kPhaseSuccess);
+  EXPECT_EQ(Node::phase(1, Phase::PreFrameformatLoad),
+            tarvik::TrafHandler::kPhaseSuccess);
+  EXPECT_EQ(Node::phase(1, Phase::PostFrameformatLoad),
+            tarvik::TrafHandler::kPhaseSuccess);
   EXPECT_EQ(fecType.value(), 5U);
   EXPECT_EQ(Node::xaui().value(), 1500U);
   const std::size_t sent = node.hccd.sendCount();
-  EXPECT_EQ(node.send(4), tarvik::kStatusSuccess);
+  EXPECT_EQ(node.send(4), ITrafHandler::kStatusSuccess);
   EXPECT_EQ(node.hccd.sendCount(), sent + 1);
-  EXPECT_EQ(node.registerPort(2, 13), tarvik::kStatusSuccess);
+  EXPECT_EQ(node.registerPort(2, 13), ITrafHandler::kStatusSuccess);
   node.handler->invokeHccdPortCallback(RadioChannel_2, gMessage, 1, 14);
   EXPECT_EQ(node.client.calls, 1);
 }
@@ -143,9 +147,9 @@ namespace {
 
 using P = standin::Phase;
 using F = From;
-constexpr std::uint32_t kOk = tarvik::kStatusSuccess;
-constexpr std::uint32_t kFailed = tarvik::kStatusFailure;
-constexpr std::uint32_t kPhaseFailed = tarvik::kPhaseFailure;
+constexpr std::uint32_t kOk = ITrafHandler::kStatusSuccess;
+constexpr std::uint32_t kFailed = ITrafHandler::kStatusFailure;
+constexpr std::uint32_t kPhaseFailed = tarvik::TrafHandler::kPhaseFailure;
 const auto kThree = static_cast<RadioChannel>(3);
 
 std::uint32_t fixedAnswers(ITrafHandler& handler) {

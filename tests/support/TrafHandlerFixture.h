@@ -24,7 +24,6 @@
 #include "InterfaceBrokerControl.h"
 #include "ModuleManager.h"
 #include "NodeFacts.h"
-#include "Status.h"
 #include "TarvikTrafHandler.h"
 #include "TraceControl.h"
 

@@ -61,8 +61,9 @@ class TrafficFixture : public TrafHandlerFixture {
                           channel == 1 ? &frameFormat1 : &frameFormat2);
     }
     // Without a frame-format object the phase fails, but only at its end.
-    const std::uint32_t expected =
-        withFrameFormat ? tarvik::kPhaseSuccess : tarvik::kPhaseFailure;
+    const std::uint32_t expected = withFrameFormat
+                                       ? tarvik::TrafHandler::kPhaseSuccess
+                                       : tarvik::TrafHandler::kPhaseFailure;
     ASSERT_EQ(handler->doOnModuleInit(static_cast<RadioChannel>(channel)),
               expected);
     forgetHistory();

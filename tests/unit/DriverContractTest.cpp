@@ -44,7 +44,9 @@ TEST_P(DriverStatusTest, EveryDriverCallAppliesTheStatusRule) {
 
   EXPECT_EQ(handler->dspIfSetXauiPacketSize(1500), c.success ? 0U : 1U);
   EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), c.success ? 0U : 1U);
-  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_2), c.success ? 0U : 0x8000U);
+  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_2),
+            c.success ? tarvik::TrafHandler::kPhaseSuccess
+                      : tarvik::TrafHandler::kPhaseFailure);
 }
 
 INSTANTIATE_TEST_SUITE_P(Statuses, DriverStatusTest,
@@ -73,12 +75,13 @@ TEST_F(ThrowingDriverTest, FailsTheOperationSayingWhat) {
   }
   unsigned int value = 0;
 
-  EXPECT_EQ(handler->dspIfSetXauiPacketSize(1), tarvik::kStatusFailure);
-  EXPECT_EQ(handler->dspIfGetXauiPacketSize(value), tarvik::kStatusFailure);
+  EXPECT_EQ(handler->dspIfSetXauiPacketSize(1), ITrafHandler::kStatusFailure);
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(value),
+            ITrafHandler::kStatusFailure);
   EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, value, value),
-            tarvik::kStatusFailure);
+            ITrafHandler::kStatusFailure);
   EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
-            tarvik::kPhaseFailure);
+            tarvik::TrafHandler::kPhaseFailure);
 
   using testsupport::Line;
   const std::string text = "Not completed: bus error";

@@ -28,12 +28,13 @@ TEST_F(FixedAnswersTest, EveryChannelGetsTheFixedAnswersAndNoOutput) {
     bool rdiRemote = true;
 
     EXPECT_EQ(handler->mlmSetChannelStatus(channel, ITrafHandler::Start),
-              tarvik::kStatusNotCarriedOut);
+              ITrafHandler::kStatusNotCarriedOut);
     EXPECT_EQ(handler->rliForceUnlockInsertion(channel, true),
-              tarvik::kStatusNotCarriedOut);
-    EXPECT_EQ(handler->rliResetI2C(channel), tarvik::kStatusNotCarriedOut);
+              ITrafHandler::kStatusNotCarriedOut);
+    EXPECT_EQ(handler->rliResetI2C(channel),
+              ITrafHandler::kStatusNotCarriedOut);
     EXPECT_EQ(handler->mlmGetAisRdi(channel, ais, rdi, rdiRemote),
-              tarvik::kStatusNotCarriedOut);
+              ITrafHandler::kStatusNotCarriedOut);
     EXPECT_TRUE(static_cast<ITrafHandler&>(*handler).isLinkUp(channel));
 
     EXPECT_TRUE(ais);
@@ -78,11 +79,12 @@ TEST_F(FixedAnswersTest, InterfaceDefaultsAnswerWithoutTouchingOutputs) {
   unsigned int idleRate = 12;
   unsigned int size = 13;
 
-  EXPECT_EQ(itf.registerPhases(), tarvik::kStatusSuccess);
+  EXPECT_EQ(itf.registerPhases(), ITrafHandler::kStatusSuccess);
   EXPECT_EQ(itf.rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate),
-            tarvik::kStatusSuccess);
-  EXPECT_EQ(itf.dspIfGetXauiPacketSize(size), tarvik::kStatusSuccess);
-  EXPECT_EQ(itf.dspIfSetXauiPacketSize(1500), tarvik::kStatusNotCarriedOut);
+            ITrafHandler::kStatusSuccess);
+  EXPECT_EQ(itf.dspIfGetXauiPacketSize(size), ITrafHandler::kStatusSuccess);
+  EXPECT_EQ(itf.dspIfSetXauiPacketSize(1500),
+            ITrafHandler::kStatusNotCarriedOut);
   EXPECT_TRUE(itf.isLinkUp(RadioChannel_2));
 
   EXPECT_EQ(dspRate, 11U);

@@ -181,11 +181,12 @@ TEST_P(PostLoadTest, ClearsTheFlagThenWritesLoadedValuesUntilTheFirstFailure) {
   frameFormat1.setFecType(c.fecType);
   frameFormat1.setXauiPacketSize(c.xauiPacketSize);
   ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1),
-            tarvik::kPhaseSuccess);
+            tarvik::TrafHandler::kPhaseSuccess);
   forgetHistory();
 
   EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
-            c.failure != nullptr ? 0x8000U : 0U);
+            c.failure != nullptr ? tarvik::TrafHandler::kPhaseFailure
+                                 : tarvik::TrafHandler::kPhaseSuccess);
 
   std::vector<Line> expected{{6, kPostLoad, ""}};
   if (c.writes > 0 && c.fecWriteStatus == 0) {  // the FEC type is confirmed

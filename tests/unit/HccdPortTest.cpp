@@ -158,10 +158,10 @@ TEST_F(HccdPortTest, EmptyMessageIsHandedOnAsItIs) {
 
   EXPECT_EQ(
       handler->hccdControllerSendMessage(RadioChannel_1, portId(4), data, 0),
-      tarvik::kStatusSuccess);
+      ITrafHandler::kStatusSuccess);
   EXPECT_EQ(handler->hccdControllerSendMessage(RadioChannel_2, portId(14),
                                                nullptr, 0),
-            tarvik::kStatusSuccess);
+            ITrafHandler::kStatusSuccess);
 
   EXPECT_THAT(traceLines(), IsEmpty());
   const auto calls = hccd.calls();
@@ -181,10 +181,10 @@ TEST_F(HccdPortTest, SendWhoseHandlerThrowsFailsSayingWhat) {
   hccd.setSendHook([](unsigned, unsigned, const unsigned char*, unsigned) {
     throw std::runtime_error("link down");
   });
-  EXPECT_EQ(send(), tarvik::kStatusFailure);
+  EXPECT_EQ(send(), ITrafHandler::kStatusFailure);
   hccd.setSendHook(
       [](unsigned, unsigned, const unsigned char*, unsigned) { throw 42; });
-  EXPECT_EQ(send(), tarvik::kStatusFailure);
+  EXPECT_EQ(send(), ITrafHandler::kStatusFailure);
 
   EXPECT_THAT(traceLines(1),
               ElementsAre(Line{1, kSend, "Not completed: link down"},
@@ -212,12 +212,12 @@ TEST_F(HccdPortTest, RegistrationTheHccdHandlerCannotBindIsWithdrawnAlone) {
     return local.hccdControllerRegisterPort(RadioChannel_1, portId(port),
                                             &callback);
   };
-  ASSERT_EQ(registerOn(1), tarvik::kStatusSuccess);
+  ASSERT_EQ(registerOn(1), ITrafHandler::kStatusSuccess);
   refusing.refusing = true;
 
-  EXPECT_EQ(registerOn(2), tarvik::kStatusFailure);
+  EXPECT_EQ(registerOn(2), ITrafHandler::kStatusFailure);
   refusing.refusing = false;
-  EXPECT_EQ(registerOn(2), tarvik::kStatusSuccess);
+  EXPECT_EQ(registerOn(2), ITrafHandler::kStatusSuccess);
 
   EXPECT_EQ(local.hccdPortRegistrations().size(), 2U);
   local.deinitialize();  // before `refusing` is gone
@@ -259,7 +259,7 @@ TEST_P(RefusedTest, FailsWithItsTextAndCallsAndListsNothing) {
                    : handler->hccdControllerRegisterPort(
                          testsupport::channel(c.channel), portId(c.port),
                          c.nullCallback ? nullptr : &callback),
-            tarvik::kStatusFailure);
+            ITrafHandler::kStatusFailure);
 
   EXPECT_EQ(registrations(), before);
   EXPECT_THAT(hccd.calls(), IsEmpty());

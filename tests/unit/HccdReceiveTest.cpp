@@ -114,7 +114,7 @@ TEST_F(HccdReceiveTest, PortIdWithoutIndexTakesNoOtherPortsMessages) {
   RecordingHccdPortCallback callback;
   ASSERT_EQ(handler->hccdControllerRegisterPort(RadioChannel_1, portId(15),
                                                 &callback),
-            tarvik::kStatusFailure);
+            ITrafHandler::kStatusFailure);
   unsigned char data[] = {1};
 
   handler->invokeHccdPortCallback(RadioChannel_2, data, 1, 0);
@@ -149,7 +149,7 @@ class HccdEntryTest : public testsupport::TrafHandlerFixture {
     auto* const callback = new Callback(std::move(args)...);
     EXPECT_EQ(entryHandler().hccdControllerRegisterPort(channel, portId(port),
                                                         callback),
-              tarvik::kStatusSuccess);
+              ITrafHandler::kStatusSuccess);
     standin::TraceControl::clearRecords();
     return *callback;
   }

@@ -36,7 +36,7 @@ std::vector<unsigned> moduleIdsOf(ModuleManager::Event::Kind kind) {
 class LifecycleTest : public testsupport::TrafficFixture {};
 
 TEST_F(LifecycleTest, InitializeStartsEveryServedChannelBetweenItsTwoMessages) {
-  EXPECT_EQ(handler->initialize(hccd), tarvik::kStatusSuccess);
+  EXPECT_EQ(handler->initialize(hccd), ITrafHandler::kStatusSuccess);
 
   EXPECT_THAT(traceLines(),
               ElementsAre(Line{6, "initialize", ""},
@@ -69,7 +69,9 @@ TEST_F(LifecycleTest,
     EXPECT_EQ(event.name, "TrafHandler");
     EXPECT_EQ(event.instance, channel);
     EXPECT_EQ(event.flags, 0U);
-    EXPECT_THAT(event.table, ElementsAre(11U, 18U, 20U));
+    EXPECT_THAT(event.table, ElementsAre(nodefacts::kModuleInitEntry,
+                                         nodefacts::kPostFrameformatLoadEntry,
+                                         nodefacts::kPreFrameformatLoadEntry));
   }
 }
 
@@ -78,7 +80,7 @@ TEST_F(LifecycleTest, SecondInitializeOnlyTracesItsEntryAndKeepsFirstHandler) {
   FakeHccdHandler other;
   forgetHistory();
 
-  EXPECT_EQ(handler->initialize(other), tarvik::kStatusSuccess);
+  EXPECT_EQ(handler->initialize(other), ITrafHandler::kStatusSuccess);
 
   EXPECT_THAT(traceLines(), ElementsAre(Line{6, "initialize", ""}));
   (void)handler->hccdControllerStartStop(RadioChannel_1, ITrafHandler::Stop);
@@ -167,7 +169,7 @@ TEST_F(LifecycleTest, InitializeGoesToItsEndPastAStartThatThrows) {
   failing.failure = [] { throw std::runtime_error("ct gone"); };
   const testsupport::SingleHandlerServes served(failing);
 
-  EXPECT_EQ(handler->initialize(failing), tarvik::kStatusSuccess);
+  EXPECT_EQ(handler->initialize(failing), ITrafHandler::kStatusSuccess);
 
   EXPECT_TRUE(failing.isServiceRunning(1));
   EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"),
@@ -245,12 +247,12 @@ TEST_F(LifecycleTest, DestroyingOnACancelledThreadTearsDownWhole) {
 TEST_F(LifecycleTest, ZeroChannelsStillPublishesAndRegistersNoModule) {
   tarvik::TrafHandler none(static_cast<RadioChannel>(0));
 
-  EXPECT_EQ(none.initialize(hccd), tarvik::kStatusSuccess);
+  EXPECT_EQ(none.initialize(hccd), ITrafHandler::kStatusSuccess);
 
   EXPECT_THAT(hccd.calls(), IsEmpty());
   EXPECT_THAT(ModuleManager::instance().events(), IsEmpty());
   EXPECT_NE(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
-  EXPECT_EQ(none.registerPhases(), tarvik::kStatusSuccess);
+  EXPECT_EQ(none.registerPhases(), ITrafHandler::kStatusSuccess);
   // Nothing to register, but the entry is still traced.
   EXPECT_EQ(testsupport::traceLines().back(), (Line{6, "registerPhases", ""}));
 }
@@ -269,7 +271,7 @@ TEST_F(LifecycleTest, ChannelCountAboveTwoServesEachChannelOnce) {
 }
 
 TEST_F(LifecycleTest, RegisterPhasesBeforeInitializeSkipsMissingModuleObjects) {
-  EXPECT_EQ(handler->registerPhases(), tarvik::kStatusSuccess);
+  EXPECT_EQ(handler->registerPhases(), ITrafHandler::kStatusSuccess);
 
   EXPECT_THAT(ModuleManager::instance().modules(), IsEmpty());
   EXPECT_THAT(
@@ -289,10 +291,10 @@ TEST_F(LifecycleTest, PhaseFailuresReachTheModuleManagerUnchanged) {
 
   // Channel 2 has no drivers.
   EXPECT_EQ(ModuleManager::runPhase(*module2, standin::Phase::ModuleInit),
-            0x8000U);
+            tarvik::TrafHandler::kPhaseFailure);
   EXPECT_EQ(
       ModuleManager::runPhase(*module2, standin::Phase::PostFrameformatLoad),
-      0x8000U);
+      tarvik::TrafHandler::kPhaseFailure);
 }
 
 TEST_F(LifecycleTest, ReinitializeKeepsPortsAndXauiDriverButNotChannelDrivers) {
@@ -301,7 +303,7 @@ TEST_F(LifecycleTest, ReinitializeKeepsPortsAndXauiDriverButNotChannelDrivers) {
   bindChannel(1);
   ASSERT_EQ(handler->hccdControllerRegisterPort(
                 RadioChannel_1, ITrafHandler::HccdPortId_3, &callback),
-            tarvik::kStatusSuccess);
+            ITrafHandler::kStatusSuccess);
   driver(testsupport::kXaui).setValue(9000);
 
   handler->deinitialize();
@@ -309,23 +311,24 @@ TEST_F(LifecycleTest, ReinitializeKeepsPortsAndXauiDriverButNotChannelDrivers) {
 
   EXPECT_EQ(handler->hccdControllerRegisterPort(
                 RadioChannel_1, ITrafHandler::HccdPortId_3, &callback),
-            tarvik::kStatusFailure);
+            ITrafHandler::kStatusFailure);
   unsigned int value = 0;
-  EXPECT_EQ(handler->dspIfGetXauiPacketSize(value), tarvik::kStatusSuccess);
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(value),
+            ITrafHandler::kStatusSuccess);
   EXPECT_EQ(value, 9000U);
   EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, value, value),
-            tarvik::kStatusFailure);
+            ITrafHandler::kStatusFailure);
 }
 
 TEST_F(LifecycleTest, InitializeEndsALoadMarkedBeforeIt) {
   ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1),
-            tarvik::kPhaseSuccess);
+            tarvik::TrafHandler::kPhaseSuccess);
   (void)handler->initialize(hccd);
   unsigned char byte = 1;
 
   EXPECT_EQ(handler->hccdControllerSendMessage(
                 RadioChannel_1, ITrafHandler::HccdPortId_0, &byte, 1),
-            tarvik::kStatusSuccess);
+            ITrafHandler::kStatusSuccess);
 
   EXPECT_EQ(hccd.sendCount(), 1U);
 }
@@ -334,7 +337,7 @@ TEST_F(LifecycleTest, DeinitializeEndsLoadsAndUnbindsTheChannelDrivers) {
   (void)handler->initialize(hccd);
   bindChannel(1);
   ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1),
-            tarvik::kPhaseSuccess);
+            tarvik::TrafHandler::kPhaseSuccess);
   handler->deinitialize();
   forgetHistory();
   unsigned char byte = 1;
@@ -342,12 +345,12 @@ TEST_F(LifecycleTest, DeinitializeEndsLoadsAndUnbindsTheChannelDrivers) {
 
   EXPECT_EQ(handler->hccdControllerSendMessage(
                 RadioChannel_1, ITrafHandler::HccdPortId_0, &byte, 1),
-            tarvik::kStatusSuccess);
+            ITrafHandler::kStatusSuccess);
   EXPECT_EQ(hccd.sendCount(), 1U);
   EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, rate, rate),
-            tarvik::kStatusFailure);
+            ITrafHandler::kStatusFailure);
   EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
-            tarvik::kPhaseFailure);
+            tarvik::TrafHandler::kPhaseFailure);
 }
 
 TEST_F(LifecycleTest, DestroyingInitializedHandlerTearsDownFirst) {
@@ -367,7 +370,7 @@ TEST_F(LifecycleTest, StartStopWithNeitherActionAnswersZeroCallingNothing) {
 
   EXPECT_EQ(handler->hccdControllerStartStop(
                 RadioChannel_1, static_cast<ITrafHandler::Action>(2)),
-            tarvik::kStatusSuccess);
+            ITrafHandler::kStatusSuccess);
 
   EXPECT_THAT(traceLines(), IsEmpty());
   EXPECT_THAT(hccd.calls(), IsEmpty());
@@ -376,7 +379,7 @@ TEST_F(LifecycleTest, StartStopWithNeitherActionAnswersZeroCallingNothing) {
 TEST_F(LifecycleTest, StartStopBeforeInitializeAnswersZeroCallingNothing) {
   EXPECT_EQ(
       handler->hccdControllerStartStop(RadioChannel_1, ITrafHandler::Start),
-      tarvik::kStatusSuccess);
+      ITrafHandler::kStatusSuccess);
 
   EXPECT_THAT(traceLines(),
               ElementsAre(Line{1, "hccdControllerStartStop",

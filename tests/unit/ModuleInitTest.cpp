@@ -30,15 +30,18 @@ TEST_F(ModuleInitTest, XauiDriverIsRequestedAgainWhileUnbound) {
   registerFrameFormat(1, &frameFormat1);
   registerFrameFormat(2, &frameFormat2);
   layer.setGetInterfaceStatus(kXaui, 32768);
-  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_2), tarvik::kPhaseFailure);
+  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_2),
+            tarvik::TrafHandler::kPhaseFailure);
   layer.clearRequests();
 
-  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1), tarvik::kPhaseFailure);
+  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1),
+            tarvik::TrafHandler::kPhaseFailure);
   EXPECT_THAT(requestedNames(), ElementsAre(kFec1, kDsp1, kIdle1, kXaui));
 
   layer.setGetInterfaceStatus(kXaui, 0);
   layer.clearRequests();
-  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_2), tarvik::kPhaseSuccess);
+  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_2),
+            tarvik::TrafHandler::kPhaseSuccess);
   EXPECT_THAT(requestedNames(), ElementsAre(kFec2, kDsp2, kIdle2, kXaui));
 }
 
@@ -55,9 +58,9 @@ TEST_F(ModuleInitTest, DriverLayerCanRebindEveryBindingItWasGiven) {
   unsigned int idleRate = 0;
 
   EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
-            tarvik::kPhaseSuccess);
+            tarvik::TrafHandler::kPhaseSuccess);
   EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate),
-            tarvik::kStatusSuccess);
+            ITrafHandler::kStatusSuccess);
 
   EXPECT_EQ(driver("new " + kFec1).value(), 5U);
   EXPECT_EQ(driver("new " + std::string(kXaui)).value(), 1500U);
@@ -72,9 +75,10 @@ TEST_F(ModuleInitTest, SecondInitialisationReplacesTheFrameFormatObject) {
             0);
   registerFrameFormat(1, &replacement);
 
-  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1), tarvik::kPhaseSuccess);
+  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1),
+            tarvik::TrafHandler::kPhaseSuccess);
   EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
-            tarvik::kPhaseSuccess);
+            tarvik::TrafHandler::kPhaseSuccess);
 
   EXPECT_EQ(replacement.fecTypeReads(), 1U);
   EXPECT_EQ(frameFormat1.fecTypeReads(), 0U);
@@ -197,7 +201,8 @@ TEST_P(InitFailureTest, StopsAtTheFailingStepAndKeepsEarlierBindings) {
                                : handler.get());
   }
 
-  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1), tarvik::kPhaseFailure);
+  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1),
+            tarvik::TrafHandler::kPhaseFailure);
 
   const auto all = testsupport::channelDriverNames(1);
   EXPECT_EQ(requestedNames(),
@@ -206,7 +211,7 @@ TEST_P(InitFailureTest, StopsAtTheFailingStepAndKeepsEarlierBindings) {
                                         Line{1, "doOnModuleInit", c.message}));
   forgetHistory();
   EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
-            tarvik::kPhaseFailure);
+            tarvik::TrafHandler::kPhaseFailure);
   EXPECT_THAT(traceLines(1), ElementsAre(Line{1, "doOnPhasePostFrameformatLoad",
                                               c.postLoadMessage}));
   unsigned int value = 0;

@@ -136,7 +136,7 @@ TEST_P(RlaUnboundDriverTest, FailsWithoutReadingEitherDriver) {
   unsigned int idleRate = 12;
 
   EXPECT_EQ(handler->rlaGetRatesForTaps(c.channel, dspRate, idleRate),
-            tarvik::kStatusFailure);
+            ITrafHandler::kStatusFailure);
 
   EXPECT_EQ(dspRate, 11U);
   EXPECT_EQ(idleRate, 12U);
@@ -176,14 +176,15 @@ TEST_P(ForgottenBindingTest, NoOldDriverServesAfterAFailedRebinding) {
     handler->deinitialize();
   }
   EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
-            tarvik::kPhaseFailure);
+            tarvik::TrafHandler::kPhaseFailure);
   standin::FakeDriverLayer::instance().setGetInterfaceStatus(kIdle1, 32768);
-  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_1), tarvik::kPhaseFailure);
+  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_1),
+            tarvik::TrafHandler::kPhaseFailure);
   unsigned int dspRate = 11;
   unsigned int idleRate = 12;
 
   EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate),
-            tarvik::kStatusFailure);
+            ITrafHandler::kStatusFailure);
 }
 
 INSTANTIATE_TEST_SUITE_P(Forgetters, ForgottenBindingTest,

@@ -86,8 +86,10 @@ TEST_F(XauiPacketSizeTest, UnboundDriverFailsWithoutACall) {
   forgetHistory();
   unsigned int size = 77;
 
-  EXPECT_EQ(handler->dspIfSetXauiPacketSize(1500), tarvik::kStatusFailure);
-  EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), tarvik::kStatusFailure);
+  EXPECT_EQ(handler->dspIfSetXauiPacketSize(1500),
+            ITrafHandler::kStatusFailure);
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(size),
+            ITrafHandler::kStatusFailure);
 
   EXPECT_EQ(size, 77U);
   EXPECT_THAT(driver(kXaui).calls(), testing::IsEmpty());

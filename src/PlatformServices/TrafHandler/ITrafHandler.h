@@ -7,10 +7,11 @@
 //   InterfaceBroker::getInstance()->getInterface<ITrafHandler>("ITrafHandler")
 // and call it from their own threads; they never link the library.
 //
-// Statuses: 0 success, 1 failure, 2 an operation this handler does not carry
-// out. Every failure leaves a level-1 trace under "OVT.TRAF" (the texts, and
-// the state each bad input leaves, are listed in docs/behaviour.md). No
-// retries: a failing step ends the operation and what earlier steps did stays.
+// Statuses: `kStatusSuccess`, `kStatusFailure`, and `kStatusNotCarriedOut`
+// for an operation this handler does not carry out. Every failure leaves a
+// level-1 trace under "OVT.TRAF" (the texts, and the state each bad input
+// leaves, are listed in docs/behaviour.md). No retries: a failing step ends the
+// operation and what earlier steps did stays.
 //
 // Thread-safety: every operation may be called from any thread while the
 // handler is published, concurrently with the others and with the receive
@@ -104,6 +105,13 @@ class ITrafHandler : public virtual IInterface {
     virtual void onHccdDataReceived(unsigned char* data, unsigned int length,
                                     const HccdPortId& portId) = 0;
   };
+
+  // What the operations answer. The values are part of the binary interface
+  // with the platform and with client modules built separately.
+  static constexpr std::uint32_t kStatusSuccess = 0;
+  static constexpr std::uint32_t kStatusFailure = 1;
+  // The operation is not carried out by this handler.
+  static constexpr std::uint32_t kStatusNotCarriedOut = 2;
 
   ~ITrafHandler() override = default;
 

@@ -68,6 +68,11 @@ class TrafHandler final : public ITrafHandler {
   // One HCC-D registration: the channel and its port half.
   using HccdRegistration = std::pair<RadioChannel, HccdPortCallbackPair>;
 
+  // What a phase answers the module manager, which the module object hands
+  // on unchanged.
+  static constexpr std::uint32_t kPhaseSuccess = 0;
+  static constexpr std::uint32_t kPhaseFailure = 0x8000;
+
   // Number of entries of every per-channel table: channel values 0, 1, 2.
   static constexpr std::uint32_t kChannelTableSize = 3;
   // Number of HCC-D port ids (0 to 14).

@@ -5,9 +5,14 @@
 
 namespace {
 
-// The module manager's table for this module, one entry per phase callback
-// that the module object overrides; shared by every module object.
-constexpr unsigned int kPhaseTable[] = {11, 18, 20};
+// The module manager's table for this module, shared by every module object:
+// one entry per phase callback that the module object overrides, in the
+// order they are declared. What each number means is the module manager's.
+constexpr unsigned int kModuleInitEntry = 11;
+constexpr unsigned int kPostFrameformatLoadEntry = 18;
+constexpr unsigned int kPreFrameformatLoadEntry = 20;
+constexpr unsigned int kPhaseTable[] = {
+    kModuleInitEntry, kPostFrameformatLoadEntry, kPreFrameformatLoadEntry};
 constexpr unsigned int kPhaseTableLength =
     sizeof(kPhaseTable) / sizeof(kPhaseTable[0]);
 

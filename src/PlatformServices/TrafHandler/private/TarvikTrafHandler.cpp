@@ -13,7 +13,6 @@
 
 #include "DriverAccess.h"
 #include "EntryGuard.h"
-#include "Status.h"
 #include "TarvikPhaseHandler.h"
 #include "TrafTrace.h"
 

@@ -39,10 +39,14 @@ class MockTrafHandler : public ITrafHandler {
   MockTrafHandler() {
     using ::testing::_;
     using ::testing::Return;
-    ON_CALL(*this, mlmSetChannelStatus(_, _)).WillByDefault(Return(2U));
-    ON_CALL(*this, mlmGetAisRdi(_, _, _, _)).WillByDefault(Return(2U));
-    ON_CALL(*this, rliForceUnlockInsertion(_, _)).WillByDefault(Return(2U));
-    ON_CALL(*this, rliResetI2C(_)).WillByDefault(Return(2U));
+    ON_CALL(*this, mlmSetChannelStatus(_, _))
+        .WillByDefault(Return(ITrafHandler::kStatusNotCarriedOut));
+    ON_CALL(*this, mlmGetAisRdi(_, _, _, _))
+        .WillByDefault(Return(ITrafHandler::kStatusNotCarriedOut));
+    ON_CALL(*this, rliForceUnlockInsertion(_, _))
+        .WillByDefault(Return(ITrafHandler::kStatusNotCarriedOut));
+    ON_CALL(*this, rliResetI2C(_))
+        .WillByDefault(Return(ITrafHandler::kStatusNotCarriedOut));
     ON_CALL(*this, isLinkUp(_)).WillByDefault(Return(true));
   }
 
