@@ -19,6 +19,7 @@
 #include "BenchTargets.h"
 #include "ModuleLoader.h"
 #include "TarvikTrafHandler.h"
+#include "TrafHandlerPeer.h"
 
 namespace {
 
@@ -51,13 +52,13 @@ void receiveDispatch(benchmark::State& state) {
   }
   (void)handler.hccdControllerRegisterPort(
       RadioChannel_2, ITrafHandler::HccdPortId_14, callback.get());
-  if (handler.hccdPortRegistrations().size() != count) {
+  if (tarvik::TrafHandlerPeer::hccdPortRegistrations(handler).size() != count) {
     state.SkipWithError("unexpected number of registrations");
     return;
   }
   for (auto _ : state) {  // NOLINT(clang-analyzer-deadcode.DeadStores)
-    handler.invokeHccdPortCallback(RadioChannel_2, gMessage, sizeof gMessage,
-                                   kTargetPortIndex);
+    tarvik::TrafHandlerPeer::invokeHccdPortCallback(
+        handler, RadioChannel_2, gMessage, sizeof gMessage, kTargetPortIndex);
   }
   handler.deinitialize();
 }

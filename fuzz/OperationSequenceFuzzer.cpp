@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "EntryPointCases.h"
+#include "TrafHandlerPeer.h"
 
 // Ends the run as a finding when `condition` does not hold.
 #define FUZZ_CHECK(condition)                                             \
@@ -102,17 +103,21 @@ void freeStep(FuzzedDataProvider& input, Node& node, Registrations& listed) {
       break;
     case 3:
       failure = tarvik::TrafHandler::kPhaseFailure;
-      answer = input.ConsumeBool() ? handler.doOnModuleInit(channel)
+      answer = input.ConsumeBool()
+                   ? tarvik::TrafHandlerPeer::doOnModuleInit(handler, channel)
                : input.ConsumeBool()
-                   ? handler.doOnPhasePreFrameformatLoad(channel)
-                   : handler.doOnPhasePostFrameformatLoad(channel);
+                   ? tarvik::TrafHandlerPeer::doOnPhasePreFrameformatLoad(
+                         handler, channel)
+                   : tarvik::TrafHandlerPeer::doOnPhasePostFrameformatLoad(
+                         handler, channel);
       break;
     case 4: {
       const std::uint32_t id = port < nodefacts::kNoPort
                                    ? nodefacts::kPortIdOfPortIndex[port]
                                    : nodefacts::kNoPort;
       gExpected = {ch, id, data, length, 0};
-      handler.invokeHccdPortCallback(channel, data, length, port);
+      tarvik::TrafHandlerPeer::invokeHccdPortCallback(handler, channel, data,
+                                                      length, port);
       FUZZ_CHECK(gExpected.deliveries == listed.count({ch, id}));
       break;
     }

@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "EntryPointCases.h"
+#include "TrafHandlerPeer.h"
 
 namespace {
 thread_local bool gLocksFail = false;
@@ -35,8 +36,14 @@ TEST(LockFailureTest, RaisesTheLocksSystemError) {
   const std::function<void()> calls[] = {
       [&] { (void)node.send(4); },
       [&] { (void)node.registerPort(1, 0); },
-      [&] { (void)node.handler->doOnPhasePreFrameformatLoad(RadioChannel_1); },
-      [&] { (void)node.handler->doOnPhasePostFrameformatLoad(RadioChannel_1); },
+      [&] {
+        (void)tarvik::TrafHandlerPeer::doOnPhasePreFrameformatLoad(
+            *node.handler, RadioChannel_1);
+      },
+      [&] {
+        (void)tarvik::TrafHandlerPeer::doOnPhasePostFrameformatLoad(
+            *node.handler, RadioChannel_1);
+      },
   };
   for (const auto& call : calls) {
     int error = 0;

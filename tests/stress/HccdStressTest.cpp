@@ -14,6 +14,7 @@
 #include "NodeFacts.h"
 #include "TarvikTrafHandler.h"
 #include "TraceControl.h"
+#include "TrafHandlerPeer.h"
 #include "testing/RecordingHccdPortCallback.h"
 
 namespace {
@@ -122,8 +123,10 @@ TEST(HccdStressTest, EveryMessageForARegisteredPortArrivesExactlyOnce) {
     run.startTogether();
     for (std::uint32_t n = 0; !run.receptionDone.load(); ++n) {
       const auto channel = static_cast<RadioChannel>(1 + n % 2);
-      (void)handler.doOnPhasePreFrameformatLoad(channel);
-      (void)handler.doOnPhasePostFrameformatLoad(channel);
+      (void)tarvik::TrafHandlerPeer::doOnPhasePreFrameformatLoad(handler,
+                                                                 channel);
+      (void)tarvik::TrafHandlerPeer::doOnPhasePostFrameformatLoad(handler,
+                                                                  channel);
     }
   });
   threads[1].join();

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "EntryPointCases.h"
+#include "TrafHandlerPeer.h"
 
 #include <gtest/gtest.h>
 
@@ -132,7 +133,8 @@ void expectWorkingDay(Node& node) {
   EXPECT_EQ(node.send(4), ITrafHandler::kStatusSuccess);
   EXPECT_EQ(node.hccd.sendCount(), sent + 1);
   EXPECT_EQ(node.registerPort(2, 13), ITrafHandler::kStatusSuccess);
-  node.handler->invokeHccdPortCallback(RadioChannel_2, gMessage, 1, 14);
+  tarvik::TrafHandlerPeer::invokeHccdPortCallback(*node.handler, RadioChannel_2,
+                                                  gMessage, 1, 14);
   EXPECT_EQ(node.client.calls, 1);
 }
 
@@ -208,14 +210,19 @@ std::vector<EntryPointCase> entryPointCases() {
       {"ModuleInitNoFrameFormat", F::Started, moduleInit, kPhaseFailed,
        withoutFrameFormat},
       {"ModuleInitChannelThree", F::Started,
-       CALL(n.handler->doOnModuleInit(kThree)), kPhaseFailed},
+       CALL(tarvik::TrafHandlerPeer::doOnModuleInit(*n.handler, kThree)),
+       kPhaseFailed},
       {"PreLoad", F::Bound, CALL(Node::phase(1, P::PreFrameformatLoad)), kOk},
       {"PreLoadChannelThree", F::Bound,
-       CALL(n.handler->doOnPhasePreFrameformatLoad(kThree)), kOk},
+       CALL(tarvik::TrafHandlerPeer::doOnPhasePreFrameformatLoad(*n.handler,
+                                                                 kThree)),
+       kOk},
       {"PostLoad", F::Bound, postLoad, kPhaseFailed},
       {"PostLoadUnbound", F::Started, postLoad, kPhaseFailed},
       {"PostLoadChannelThree", F::Bound,
-       CALL(n.handler->doOnPhasePostFrameformatLoad(kThree)), kPhaseFailed},
+       CALL(tarvik::TrafHandlerPeer::doOnPhasePostFrameformatLoad(*n.handler,
+                                                                  kThree)),
+       kPhaseFailed},
       {"PostLoadNoFrameFormat", F::Started, postLoad, kPhaseFailed,
        BREAK(withoutFrameFormat(n); (void)Node::phase(1, P::ModuleInit))},
       {"PostLoadXauiWriteFails", F::Bound, postLoad, kPhaseFailed,

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "TrafHandlerFixture.h"
+#include "TrafHandlerPeer.h"
 
 namespace testsupport {
 
@@ -64,7 +65,8 @@ class TrafficFixture : public TrafHandlerFixture {
     const std::uint32_t expected = withFrameFormat
                                        ? tarvik::TrafHandler::kPhaseSuccess
                                        : tarvik::TrafHandler::kPhaseFailure;
-    ASSERT_EQ(handler->doOnModuleInit(static_cast<RadioChannel>(channel)),
+    ASSERT_EQ(tarvik::TrafHandlerPeer::doOnModuleInit(
+                  *handler, static_cast<RadioChannel>(channel)),
               expected);
     forgetHistory();
   }

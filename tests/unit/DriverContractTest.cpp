@@ -8,6 +8,7 @@
 #include <string>
 
 #include "DriverAccess.h"
+#include "TrafHandlerPeer.h"
 #include "TrafficFixture.h"
 
 namespace {
@@ -44,7 +45,7 @@ TEST_P(DriverStatusTest, EveryDriverCallAppliesTheStatusRule) {
 
   EXPECT_EQ(handler->dspIfSetXauiPacketSize(1500), c.success ? 0U : 1U);
   EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), c.success ? 0U : 1U);
-  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_2),
+  EXPECT_EQ(tarvik::TrafHandlerPeer::doOnModuleInit(*handler, RadioChannel_2),
             c.success ? tarvik::TrafHandler::kPhaseSuccess
                       : tarvik::TrafHandler::kPhaseFailure);
 }
@@ -80,7 +81,8 @@ TEST_F(ThrowingDriverTest, FailsTheOperationSayingWhat) {
             ITrafHandler::kStatusFailure);
   EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, value, value),
             ITrafHandler::kStatusFailure);
-  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
+  EXPECT_EQ(tarvik::TrafHandlerPeer::doOnPhasePostFrameformatLoad(
+                *handler, RadioChannel_1),
             tarvik::TrafHandler::kPhaseFailure);
 
   using testsupport::Line;

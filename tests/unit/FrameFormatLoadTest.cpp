@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <climits>
 
+#include "TrafHandlerPeer.h"
 #include "TrafficFixture.h"
 
 namespace {
@@ -88,8 +89,8 @@ INSTANTIATE_TEST_SUITE_P(Channels, LoadingChannelTest, testing::Values(1U, 2U));
 // Only a channel with a table entry has a load mark to set.
 TEST_F(FrameFormatLoadTest, LoadMarkOfAChannelOutsideTheTablesIsIgnored) {
   for (const std::uint32_t value : {3U, 0xFFFFFFFFU}) {
-    handler->indicateFrameFormatLoadInProgress(static_cast<RadioChannel>(value),
-                                               true);
+    tarvik::TrafHandlerPeer::indicateFrameFormatLoadInProgress(
+        *handler, static_cast<RadioChannel>(value), true);
   }
 
   EXPECT_EQ(send(RadioChannel_1), 0U);
@@ -100,7 +101,7 @@ TEST_F(FrameFormatLoadTest, LoadMarkOfAChannelOutsideTheTablesIsIgnored) {
 // What module initialisation left unbound for channel 1.
 enum class Missing { Nothing, FecTypeDriver, FrameFormat, XauiDriver };
 
-// A load phase that fails answers 0x8000 and traces `failure` at level 1.
+// A load phase that fails answers `kPhaseFailure` and traces `failure` at level 1.
 struct LoadCase {
   const char* label = "Success";
   Missing missing = Missing::Nothing;
@@ -180,11 +181,13 @@ TEST_P(PostLoadTest, ClearsTheFlagThenWritesLoadedValuesUntilTheFirstFailure) {
   }
   frameFormat1.setFecType(c.fecType);
   frameFormat1.setXauiPacketSize(c.xauiPacketSize);
-  ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1),
+  ASSERT_EQ(tarvik::TrafHandlerPeer::doOnPhasePreFrameformatLoad(
+                *handler, RadioChannel_1),
             tarvik::TrafHandler::kPhaseSuccess);
   forgetHistory();
 
-  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
+  EXPECT_EQ(tarvik::TrafHandlerPeer::doOnPhasePostFrameformatLoad(
+                *handler, RadioChannel_1),
             c.failure != nullptr ? tarvik::TrafHandler::kPhaseFailure
                                  : tarvik::TrafHandler::kPhaseSuccess);
 

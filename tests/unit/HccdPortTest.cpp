@@ -7,6 +7,7 @@
 #include <string>
 
 #include "TrafHandlerFixture.h"
+#include "TrafHandlerPeer.h"
 #include "testing/RecordingHccdPortCallback.h"
 
 namespace {
@@ -51,7 +52,8 @@ class HccdPortTest : public testsupport::TrafHandlerFixture {
   std::vector<std::tuple<unsigned, unsigned, const void*>> registrations()
       const {
     std::vector<std::tuple<unsigned, unsigned, const void*>> list;
-    for (const auto& registration : handler->hccdPortRegistrations()) {
+    for (const auto& registration :
+         tarvik::TrafHandlerPeer::hccdPortRegistrations(*handler)) {
       list.emplace_back(registration.first, registration.second.portId,
                         registration.second.callback);
     }
@@ -219,7 +221,7 @@ TEST_F(HccdPortTest, RegistrationTheHccdHandlerCannotBindIsWithdrawnAlone) {
   refusing.refusing = false;
   EXPECT_EQ(registerOn(2), ITrafHandler::kStatusSuccess);
 
-  EXPECT_EQ(local.hccdPortRegistrations().size(), 2U);
+  EXPECT_EQ(tarvik::TrafHandlerPeer::hccdPortRegistrations(local).size(), 2U);
   local.deinitialize();  // before `refusing` is gone
 }
 

@@ -15,6 +15,7 @@
 #include "AllocationCounter.h"
 #include "EntryPointCases.h"
 #include "TrafHandlerFixture.h"
+#include "TrafHandlerPeer.h"
 #include "testing/RecordingHccdPortCallback.h"
 
 namespace {
@@ -66,7 +67,8 @@ TEST_P(ReceiveTableTest, CallsTheCallbackOfTheIndexsPortIdWithTheSameData) {
   }
   unsigned char data[] = {9, 8, 7};
 
-  handler->invokeHccdPortCallback(RadioChannel_2, data, sizeof data, row.from);
+  tarvik::TrafHandlerPeer::invokeHccdPortCallback(*handler, RadioChannel_2,
+                                                  data, sizeof data, row.from);
 
   for (std::uint32_t id = 0; id < 15; ++id) {
     EXPECT_EQ(callbacks[id].messageCount(), id == row.to ? 1U : 0U) << id;
@@ -94,10 +96,14 @@ TEST_F(HccdReceiveTest, NotFoundTraceNamesThePortTheChannelAndTheFirstByte) {
   registerPort(RadioChannel_2, 14, callback);
   unsigned char data[] = {0xFF, 1};
 
-  handler->invokeHccdPortCallback(RadioChannel_1, data, 2, 4);
-  handler->invokeHccdPortCallback(testsupport::channel(3), data, 2, 4);
-  handler->invokeHccdPortCallback(RadioChannel_1, nullptr, 0, 4);
-  handler->invokeHccdPortCallback(RadioChannel_1, data, 0, 4);
+  tarvik::TrafHandlerPeer::invokeHccdPortCallback(*handler, RadioChannel_1,
+                                                  data, 2, 4);
+  tarvik::TrafHandlerPeer::invokeHccdPortCallback(
+      *handler, testsupport::channel(3), data, 2, 4);
+  tarvik::TrafHandlerPeer::invokeHccdPortCallback(*handler, RadioChannel_1,
+                                                  nullptr, 0, 4);
+  tarvik::TrafHandlerPeer::invokeHccdPortCallback(*handler, RadioChannel_1,
+                                                  data, 0, 4);
 
   EXPECT_EQ(callback.messageCount(), 0U);
   const std::string notFound = "Port id 14 not found, portIndex: 4, for ct ";
@@ -117,7 +123,8 @@ TEST_F(HccdReceiveTest, PortIdWithoutIndexTakesNoOtherPortsMessages) {
             ITrafHandler::kStatusFailure);
   unsigned char data[] = {1};
 
-  handler->invokeHccdPortCallback(RadioChannel_2, data, 1, 0);
+  tarvik::TrafHandlerPeer::invokeHccdPortCallback(*handler, RadioChannel_2,
+                                                  data, 1, 0);
 
   EXPECT_EQ(callback.messageCount(), 0U);
 }
@@ -127,7 +134,8 @@ TEST_F(HccdReceiveTest, CallbacksStdExceptionIsTracedAndGoesNoFurther) {
   registerPort(RadioChannel_1, 3, callback);
   unsigned char data[] = {1};
 
-  handler->invokeHccdPortCallback(RadioChannel_1, data, 1, 3);
+  tarvik::TrafHandlerPeer::invokeHccdPortCallback(*handler, RadioChannel_1,
+                                                  data, 1, 3);
 
   EXPECT_EQ(callback.calls, 1);
   EXPECT_THAT(traceLines(1), ElementsAre(failure("port 3 overrun")));

@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "TrafHandlerPeer.h"
 #include "TrafficFixture.h"
 #include "testing/RecordingHccdPortCallback.h"
 
@@ -321,7 +322,8 @@ TEST_F(LifecycleTest, ReinitializeKeepsPortsAndXauiDriverButNotChannelDrivers) {
 }
 
 TEST_F(LifecycleTest, InitializeEndsALoadMarkedBeforeIt) {
-  ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1),
+  ASSERT_EQ(tarvik::TrafHandlerPeer::doOnPhasePreFrameformatLoad(
+                *handler, RadioChannel_1),
             tarvik::TrafHandler::kPhaseSuccess);
   (void)handler->initialize(hccd);
   unsigned char byte = 1;
@@ -336,7 +338,8 @@ TEST_F(LifecycleTest, InitializeEndsALoadMarkedBeforeIt) {
 TEST_F(LifecycleTest, DeinitializeEndsLoadsAndUnbindsTheChannelDrivers) {
   (void)handler->initialize(hccd);
   bindChannel(1);
-  ASSERT_EQ(handler->doOnPhasePreFrameformatLoad(RadioChannel_1),
+  ASSERT_EQ(tarvik::TrafHandlerPeer::doOnPhasePreFrameformatLoad(
+                *handler, RadioChannel_1),
             tarvik::TrafHandler::kPhaseSuccess);
   handler->deinitialize();
   forgetHistory();
@@ -349,7 +352,8 @@ TEST_F(LifecycleTest, DeinitializeEndsLoadsAndUnbindsTheChannelDrivers) {
   EXPECT_EQ(hccd.sendCount(), 1U);
   EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, rate, rate),
             ITrafHandler::kStatusFailure);
-  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
+  EXPECT_EQ(tarvik::TrafHandlerPeer::doOnPhasePostFrameformatLoad(
+                *handler, RadioChannel_1),
             tarvik::TrafHandler::kPhaseFailure);
 }
 

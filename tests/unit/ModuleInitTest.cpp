@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "TrafHandlerPeer.h"
 #include "TrafficFixture.h"
 
 namespace {
@@ -30,17 +31,17 @@ TEST_F(ModuleInitTest, XauiDriverIsRequestedAgainWhileUnbound) {
   registerFrameFormat(1, &frameFormat1);
   registerFrameFormat(2, &frameFormat2);
   layer.setGetInterfaceStatus(kXaui, 32768);
-  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_2),
+  ASSERT_EQ(tarvik::TrafHandlerPeer::doOnModuleInit(*handler, RadioChannel_2),
             tarvik::TrafHandler::kPhaseFailure);
   layer.clearRequests();
 
-  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1),
+  EXPECT_EQ(tarvik::TrafHandlerPeer::doOnModuleInit(*handler, RadioChannel_1),
             tarvik::TrafHandler::kPhaseFailure);
   EXPECT_THAT(requestedNames(), ElementsAre(kFec1, kDsp1, kIdle1, kXaui));
 
   layer.setGetInterfaceStatus(kXaui, 0);
   layer.clearRequests();
-  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_2),
+  EXPECT_EQ(tarvik::TrafHandlerPeer::doOnModuleInit(*handler, RadioChannel_2),
             tarvik::TrafHandler::kPhaseSuccess);
   EXPECT_THAT(requestedNames(), ElementsAre(kFec2, kDsp2, kIdle2, kXaui));
 }
@@ -57,7 +58,8 @@ TEST_F(ModuleInitTest, DriverLayerCanRebindEveryBindingItWasGiven) {
   unsigned int dspRate = 0;
   unsigned int idleRate = 0;
 
-  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
+  EXPECT_EQ(tarvik::TrafHandlerPeer::doOnPhasePostFrameformatLoad(
+                *handler, RadioChannel_1),
             tarvik::TrafHandler::kPhaseSuccess);
   EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, dspRate, idleRate),
             ITrafHandler::kStatusSuccess);
@@ -75,9 +77,10 @@ TEST_F(ModuleInitTest, SecondInitialisationReplacesTheFrameFormatObject) {
             0);
   registerFrameFormat(1, &replacement);
 
-  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1),
+  EXPECT_EQ(tarvik::TrafHandlerPeer::doOnModuleInit(*handler, RadioChannel_1),
             tarvik::TrafHandler::kPhaseSuccess);
-  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
+  EXPECT_EQ(tarvik::TrafHandlerPeer::doOnPhasePostFrameformatLoad(
+                *handler, RadioChannel_1),
             tarvik::TrafHandler::kPhaseSuccess);
 
   EXPECT_EQ(replacement.fecTypeReads(), 1U);
@@ -201,7 +204,7 @@ TEST_P(InitFailureTest, StopsAtTheFailingStepAndKeepsEarlierBindings) {
                                : handler.get());
   }
 
-  EXPECT_EQ(handler->doOnModuleInit(RadioChannel_1),
+  EXPECT_EQ(tarvik::TrafHandlerPeer::doOnModuleInit(*handler, RadioChannel_1),
             tarvik::TrafHandler::kPhaseFailure);
 
   const auto all = testsupport::channelDriverNames(1);
@@ -210,7 +213,8 @@ TEST_P(InitFailureTest, StopsAtTheFailingStepAndKeepsEarlierBindings) {
   EXPECT_THAT(traceLines(), ElementsAre(Line{6, "doOnModuleInit", ""},
                                         Line{1, "doOnModuleInit", c.message}));
   forgetHistory();
-  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
+  EXPECT_EQ(tarvik::TrafHandlerPeer::doOnPhasePostFrameformatLoad(
+                *handler, RadioChannel_1),
             tarvik::TrafHandler::kPhaseFailure);
   EXPECT_THAT(traceLines(1), ElementsAre(Line{1, "doOnPhasePostFrameformatLoad",
                                               c.postLoadMessage}));
@@ -225,7 +229,7 @@ INSTANTIATE_TEST_SUITE_P(Steps, InitFailureTest,
 
 // Every operation that indexes the tables with a channel; a null `phase`
 // stands for the tap rates.
-using Phase = std::uint32_t (tarvik::TrafHandler::*)(RadioChannel);
+using Phase = std::uint32_t (*)(tarvik::TrafHandler&, RadioChannel);
 
 struct OutsideCase {
   const char* function = "";
@@ -259,7 +263,7 @@ TEST_P(ChannelOutsideTablesTest, TracesAndReadsOrWritesNothing) {
 
   const std::uint32_t result =
       c.phase != nullptr
-          ? (*handler.*c.phase)(channel)
+          ? c.phase(*handler, channel)
           : handler->rlaGetRatesForTaps(channel, dspRate, idleRate);
 
   EXPECT_EQ(result, c.failure);
@@ -276,13 +280,16 @@ TEST_P(ChannelOutsideTablesTest, TracesAndReadsOrWritesNothing) {
 
 INSTANTIATE_TEST_SUITE_P(
     Operations, ChannelOutsideTablesTest,
-    testing::Values(outside("doOnModuleInit", 0x8000,
-                            &tarvik::TrafHandler::doOnModuleInit),
-                    // The pre-load phase answers 0 whatever the channel.
-                    outside("doOnPhasePreFrameformatLoad", 0,
-                            &tarvik::TrafHandler::doOnPhasePreFrameformatLoad),
-                    outside("doOnPhasePostFrameformatLoad", 0x8000,
-                            &tarvik::TrafHandler::doOnPhasePostFrameformatLoad),
-                    outside("rlaGetRatesForTaps", 1)));
+    testing::Values(
+        outside("doOnModuleInit", tarvik::TrafHandler::kPhaseFailure,
+                &tarvik::TrafHandlerPeer::doOnModuleInit),
+        // The pre-load phase answers 0 whatever the channel.
+        outside("doOnPhasePreFrameformatLoad",
+                tarvik::TrafHandler::kPhaseSuccess,
+                &tarvik::TrafHandlerPeer::doOnPhasePreFrameformatLoad),
+        outside("doOnPhasePostFrameformatLoad",
+                tarvik::TrafHandler::kPhaseFailure,
+                &tarvik::TrafHandlerPeer::doOnPhasePostFrameformatLoad),
+        outside("rlaGetRatesForTaps", ITrafHandler::kStatusFailure)));
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "TrafHandlerPeer.h"
 #include "TrafficFixture.h"
 
 namespace {
@@ -175,10 +176,11 @@ TEST_P(ForgottenBindingTest, NoOldDriverServesAfterAFailedRebinding) {
     bindChannel(1);
     handler->deinitialize();
   }
-  EXPECT_EQ(handler->doOnPhasePostFrameformatLoad(RadioChannel_1),
+  EXPECT_EQ(tarvik::TrafHandlerPeer::doOnPhasePostFrameformatLoad(
+                *handler, RadioChannel_1),
             tarvik::TrafHandler::kPhaseFailure);
   standin::FakeDriverLayer::instance().setGetInterfaceStatus(kIdle1, 32768);
-  ASSERT_EQ(handler->doOnModuleInit(RadioChannel_1),
+  ASSERT_EQ(tarvik::TrafHandlerPeer::doOnModuleInit(*handler, RadioChannel_1),
             tarvik::TrafHandler::kPhaseFailure);
   unsigned int dspRate = 11;
   unsigned int idleRate = 12;

@@ -21,6 +21,7 @@
 
 #include "AllocationCounter.h"
 #include "EntryPointCases.h"
+#include "TrafHandlerPeer.h"
 #include "TrafTrace.h"
 #include "TrafficFixture.h"
 #include "testing/RecordingHccdPortCallback.h"
@@ -227,8 +228,10 @@ TEST_F(TraceConventionsTest, NumbersStayPlainDecimalUnderAGroupingLocale) {
       std::locale(std::locale::classic(), new GroupingPunct));
   frameFormat1.setFecType(12345);
   bindChannel(1);
-  (void)handler->doOnPhasePostFrameformatLoad(RadioChannel_1);
-  handler->invokeHccdPortCallback(RadioChannel_1, nullptr, 0, 1000);
+  (void)tarvik::TrafHandlerPeer::doOnPhasePostFrameformatLoad(*handler,
+                                                              RadioChannel_1);
+  tarvik::TrafHandlerPeer::invokeHccdPortCallback(*handler, RadioChannel_1,
+                                                  nullptr, 0, 1000);
   std::locale::global(previous);
 
   EXPECT_THAT(testsupport::traceLines(4),

@@ -58,6 +58,9 @@ class TarvikPhaseHandler;
 
 namespace tarvik {
 
+struct ReceiveDispatch;
+class TrafHandlerPeer;
+
 class TrafHandler final : public ITrafHandler {
  public:
   // One HCC-D registration's port half.
@@ -172,17 +175,25 @@ class TrafHandler final : public ITrafHandler {
   std::uint32_t dspIfGetXauiPacketSize(unsigned int& size) override;
   std::uint32_t dspIfSetXauiPacketSize(unsigned int size) override;
 
+ private:
+  // The module objects run the phases; the receive entries dispatch; the
+  // tests reach the rest through their peer.
+  friend class ::TarvikPhaseHandler;
+  friend struct ReceiveDispatch;
+  friend class TrafHandlerPeer;
+
   // Module-initialisation phase of `channel`: binds its drivers, the common
-  // XAUI driver (once) and its frame-format object. Returns 0 or 0x8000.
+  // XAUI driver (once) and its frame-format object. Returns `kPhaseSuccess` or
+  // `kPhaseFailure`.
   std::uint32_t doOnModuleInit(RadioChannel channel);
 
-  // Marks `channel` as loading a frame format. Returns 0, also for a channel
-  // outside the tables, which is traced and left unmarked.
+  // Marks `channel` as loading a frame format. Returns `kPhaseSuccess`, also
+  // for a channel outside the tables, which is traced and left unmarked.
   std::uint32_t doOnPhasePreFrameformatLoad(RadioChannel channel);
 
   // Clears the loading mark of `channel` and writes the loaded frame
-  // format's FEC type and XAUI packet size to their drivers. Returns 0 or
-  // 0x8000.
+  // format's FEC type and XAUI packet size to their drivers. Returns
+  // `kPhaseSuccess` or `kPhaseFailure`.
   std::uint32_t doOnPhasePostFrameformatLoad(RadioChannel channel);
 
   // Sets the loading mark of `channel` under the load mutex. `channel` must
@@ -202,7 +213,6 @@ class TrafHandler final : public ITrafHandler {
   // the registration lock and allocates.
   std::vector<HccdRegistration> hccdPortRegistrations() const;
 
- private:
   using DriverTable = std::array<CDriver_Interface*, kChannelTableSize>;
   using PhaseHandlerTable =
       std::array<std::unique_ptr<TarvikPhaseHandler>, kChannelTableSize>;

@@ -781,34 +781,42 @@ std::ostream& operator<<(std::ostream& out, const UnknownException& what) {
   }
 }
 
+}  // namespace
+
+namespace tarvik {
+
 // Both entries reach the one traffic handler; a C transport cannot take a
 // C++ exception, so nothing leaves them but the unwinding of a cancelled
 // transport thread, which must reach the thread's start. Flattened, and made
 // once per channel: the transport calls it for every message, the channel's
 // row of the dispatch table is then a constant, and only the cold failure
 // paths stay out of line.
-template <RadioChannel kChannel>
-[[gnu::flatten]] TRAF_RETHROWS_THREAD_UNWINDING int dispatchReceived(
-    unsigned char* data, unsigned int length, unsigned int portIndex) {
-  try {
-    tarvik::theInstance(RadioChannel_1)
-        .invokeHccdPortCallback(kChannel, data, length, portIndex);
-  } catch (const abi::__forced_unwind&) {
-    throw;
-  } catch (...) {
-    traceUnknownException(kChannel, portIndex);
+struct ReceiveDispatch {
+  template <RadioChannel kChannel>
+  [[gnu::flatten]] TRAF_RETHROWS_THREAD_UNWINDING static int received(
+      unsigned char* data, unsigned int length, unsigned int portIndex) {
+    try {
+      theInstance(RadioChannel_1)
+          .invokeHccdPortCallback(kChannel, data, length, portIndex);
+    } catch (const abi::__forced_unwind&) {
+      throw;
+    } catch (...) {
+      traceUnknownException(kChannel, portIndex);
+    }
+    return 0;
   }
-  return 0;
-}
+};
 
-}  // namespace
+}  // namespace tarvik
 
 extern "C" int hccDataReceivedCt1(void* /*context*/, unsigned char* data,
                                   unsigned int length, unsigned int portIndex) {
-  return dispatchReceived<RadioChannel_1>(data, length, portIndex);
+  return tarvik::ReceiveDispatch::received<RadioChannel_1>(data, length,
+                                                           portIndex);
 }
 
 extern "C" int hccDataReceivedCt2(void* /*context*/, unsigned char* data,
                                   unsigned int length, unsigned int portIndex) {
-  return dispatchReceived<RadioChannel_2>(data, length, portIndex);
+  return tarvik::ReceiveDispatch::received<RadioChannel_2>(data, length,
+                                                           portIndex);
 }
