@@ -24,15 +24,6 @@ namespace {
 
 constexpr std::size_t kWord = sizeof(void*);
 
-TEST(RecordLayoutTest, DriverRecordHoldsFourWordsWithReadFourth) {
-  EXPECT_TRUE(std::is_standard_layout<CDriver_Interface>::value);
-  EXPECT_EQ(sizeof(CDriver_Interface), 4 * kWord);
-  EXPECT_EQ(offsetof(CDriver_Interface, handle), 0 * kWord);
-  EXPECT_EQ(offsetof(CDriver_Interface, write), 1 * kWord);
-  EXPECT_EQ(offsetof(CDriver_Interface, control), 2 * kWord);
-  EXPECT_EQ(offsetof(CDriver_Interface, read), 3 * kWord);
-}
-
 TEST(RecordLayoutTest, DriverOperationsTakeTheHandleAndA32BitWord) {
   using Write = std::int32_t (*)(void*, std::uint32_t);
   using Read = std::int32_t (*)(void*, std::uint32_t*);

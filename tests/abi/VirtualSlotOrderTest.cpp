@@ -63,37 +63,12 @@ TEST(VirtualSlotOrderTest, PortCallbackReceiveOperationFollowsTheDestructor) {
   expectSlotsFollowTheDestructor({SLOT(Callback, onHccdDataReceived)});
 }
 
+// The phase callbacks in the order the node's list of phases gives them.
 TEST(VirtualSlotOrderTest, ModuleObjectPhaseCallbacksFollowTheDestructor) {
   using M = ModuleInterface;
   expectSlotsFollowTheDestructor({
-      SLOT(M, onPhaseActivation),
-      SLOT(M, onModuleRegisterStorageObjects),
-      SLOT(M, onModuleInit),
-      SLOT(M, onPhaseModuleStorageObjectsRetrieved),
-      SLOT(M, onPhasePostFrameformatLoad),
-      SLOT(M, onPhaseEndFrameformatLoad),
-      SLOT(M, onPhaseRestartTickScheduler),
-      SLOT(M, onModuleRegisterImTi),
-      SLOT(M, onWarmRestartWaitForHw),
-      SLOT(M, onWarmRestartInit),
-      SLOT(M, onWarmRestartWaitForSetInitCompleteRequest),
-      SLOT(M, onPhaseStart),
-      SLOT(M, onPhaseStop),
-      SLOT(M, onPhaseFrameformatLoad),
-      SLOT(M, onPhasePreFrameformatLoad),
-      SLOT(M, onPhaseSuppressErrors),
-      SLOT(M, onPhaseSetRadioChannelNearEndFinished),
-      SLOT(M, onPhasePreRadioRestartCold),
-      SLOT(M, onPhasePreRadioRestartWarm),
-      SLOT(M, onPhasePostRadioRestartCold),
-      SLOT(M, onPhasePostRadioRestartWarm),
-      SLOT(M, onPhaseDisableAlarmThread),
-      SLOT(M, onPhasePreDspRecovery),
-      SLOT(M, onPhaseDspRecoveryReloadFw),
-      SLOT(M, onPhaseDspRecoveryReloadFf),
-      SLOT(M, onPhaseDspRecoveryReconfig),
-      SLOT(M, onPhasePostDspRecovery),
-      SLOT(M, onPhaseEnableAlarmThread),
+#define OVT_PHASE(id, name) SLOT(M, on##name),
+#include "Phases.def"
   });
 }
 
