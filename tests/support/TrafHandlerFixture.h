@@ -153,35 +153,34 @@ inline std::vector<std::string> channelDriverNames(unsigned channel) {
 // this is the single handler's HCC-D handler, which hands each call on to
 // the HCC-D handler of the running test.
 class SingleHandlersHccd final : public rl::traf::HccdHandlerBase {
+  using Base = rl::traf::HccdHandlerBase;
+
  public:
   // Hands later calls to `target` (none when null); returns the previous.
-  rl::traf::HccdHandlerBase* handTo(rl::traf::HccdHandlerBase* target) {
-    return m_target.exchange(target);
+  Base* handTo(Base* target) { return m_target.exchange(target); }
+  int startService(unsigned int ct) override {
+    return onTarget(&Base::startService, ct);
   }
-  int startService(unsigned int ctIndex) override {
-    rl::traf::HccdHandlerBase* const target = m_target;
-    return target != nullptr ? target->startService(ctIndex) : 0;
+  int stopService(unsigned int ct) override {
+    return onTarget(&Base::stopService, ct);
   }
-  int stopService(unsigned int ctIndex) override {
-    rl::traf::HccdHandlerBase* const target = m_target;
-    return target != nullptr ? target->stopService(ctIndex) : 0;
-  }
-  int registerPort(unsigned int ctIndex, unsigned int portIndex,
+  int registerPort(unsigned int ct, unsigned int port,
                    const rl::traf::HccdReceiveBinding& binding) override {
-    rl::traf::HccdHandlerBase* const target = m_target;
-    return target != nullptr ? target->registerPort(ctIndex, portIndex, binding)
-                             : 0;
+    return onTarget(&Base::registerPort, ct, port, binding);
   }
-  int sendMessage(unsigned int ctIndex, unsigned int portIndex,
-                  unsigned char* data, unsigned int length) override {
-    rl::traf::HccdHandlerBase* const target = m_target;
-    return target != nullptr
-               ? target->sendMessage(ctIndex, portIndex, data, length)
-               : 0;
+  int sendMessage(unsigned int ct, unsigned int port, unsigned char* data,
+                  unsigned int length) override {
+    return onTarget(&Base::sendMessage, ct, port, data, length);
   }
 
  private:
-  std::atomic<rl::traf::HccdHandlerBase*> m_target{nullptr};
+  template <class Operation, class... Args>
+  int onTarget(Operation operation, Args&&... args) {
+    Base* const target = m_target;
+    return target != nullptr ? (target->*operation)(std::forward<Args>(args)...)
+                             : 0;
+  }
+  std::atomic<Base*> m_target{nullptr};
 };
 
 // The single handler's HCC-D handler; the first call makes the single
