@@ -13,9 +13,11 @@
 #include "InterfaceBrokerControl.h"
 #include "ModuleLoader.h"
 #include "PlatformCallFailure.h"
-#include "TraceControl.h"
 
 namespace {
+
+using standin::PlatformCallFailure;
+using testsupport::AllocationFailure;
 
 bool libraryStillLoaded() {
   void* const handle = dlopen(OVT_TRAF_HANDLER_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
@@ -26,74 +28,58 @@ bool libraryStillLoaded() {
   return true;
 }
 
-// The destructor runs at dlclose and must neither end the process nor
-// leave the module published, whatever fails in it: the trace facility, or
-// every allocation.
-TEST(LoadUnloadTest, UnloadInAFailingPlatformLeavesTheProcessRunning) {
-  for (const bool withoutMemory : {false, true}) {
-    InterfaceBrokerControl::reset();
-    std::string error;
-    const std::unique_ptr<standin::TrafHandlerModule> module =
-        standin::TrafHandlerModule::load(OVT_TRAF_HANDLER_LIBRARY, error);
-    ASSERT_NE(module, nullptr) << error;
-    standin::FakeHccdHandler hccd;
-    (void)module->getInstance(RadioChannel_2);
-    (void)module->initialize(hccd);
-    standin::TraceControl::setThrowing("OVT.TRAF", false, !withoutMemory);
-    {
-      const testsupport::AllocationFailure failure(
-          withoutMemory ? 1 : 0, testsupport::AllocationFailure::FromThenOn);
-      (void)module->unload(error);
-    }
-    standin::TraceControl::setThrowing("OVT.TRAF", false, false);
-
-    EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
-    EXPECT_FALSE(libraryStillLoaded()) << withoutMemory;
-  }
-}
-
-// Whichever platform call throws during the module's life, once the library
-// is unloaded no registry entry points into it and every service it started
-// has been stopped, unless the withdrawal or that stop itself threw.
-TEST(LoadUnloadTest, UnloadLeavesNothingStrandedWhicheverPlatformCallThrows) {
-  using standin::PlatformCallFailure;
-  for (const bool deinitialized : {false, true}) {
-    for (const auto mode :
-         {PlatformCallFailure::Once, PlatformCallFailure::FromThenOn}) {
-      for (std::size_t nth = 1;; ++nth) {
-        SCOPED_TRACE(testing::Message()
-                     << "call " << nth << " throws, mode " << mode
-                     << ", deinitialize " << deinitialized);
-        InterfaceBrokerControl::reset();
-        std::string error;
-        std::unique_ptr<standin::TrafHandlerModule> module =
-            standin::TrafHandlerModule::load(OVT_TRAF_HANDLER_LIBRARY, error);
-        ASSERT_NE(module, nullptr) << error;
-        standin::FakeHccdHandler hccd;
-        bool failed = false;
-        {
-          const PlatformCallFailure failure(nth, mode);
-          (void)module->getInstance(RadioChannel_2);
-          (void)module->initialize(hccd);
-          (void)module->registerPhases();
-          if (deinitialized) {
-            module->deinitialize();
+// The module's whole life, from `getInstance` to `dlclose`, with the n-th
+// allocation failing or the n-th platform call throwing, once or from then
+// on (n = 1, 2, ... until a life meets no fault): the process goes on, the
+// library is unloaded, and no registry entry points into it and every
+// service it started has been stopped, unless the withdrawal or that stop
+// itself threw.
+TEST(LoadUnloadTest, UnloadLeavesNothingStrandedWhateverFails) {
+  for (const bool allocation : {true, false}) {
+    for (const bool fromThenOn : {false, true}) {
+      for (const bool deinitialized : {false, true}) {
+        for (std::size_t nth = 1;; ++nth) {
+          SCOPED_TRACE(testing::Message()
+                       << (allocation ? "allocation " : "platform call ") << nth
+                       << (fromThenOn ? " on" : "") << " fails"
+                       << (deinitialized ? ", deinitialized" : ""));
+          InterfaceBrokerControl::reset();
+          std::string error;
+          auto module =
+              standin::TrafHandlerModule::load(OVT_TRAF_HANDLER_LIBRARY, error);
+          ASSERT_NE(module, nullptr) << error;
+          standin::FakeHccdHandler hccd;
+          bool failed = false;
+          {
+            const PlatformCallFailure throwing(
+                allocation ? 0 : nth, fromThenOn
+                                          ? PlatformCallFailure::FromThenOn
+                                          : PlatformCallFailure::Once);
+            const AllocationFailure noMemory(
+                allocation ? nth : 0, fromThenOn ? AllocationFailure::FromThenOn
+                                                 : AllocationFailure::Once);
+            (void)module->getInstance(RadioChannel_2);
+            (void)module->initialize(hccd);
+            (void)module->registerPhases();
+            if (deinitialized) {
+              module->deinitialize();
+            }
+            (void)module->unload(error);
+            failed = throwing.failed() || noMemory.failed();
           }
-          (void)module->unload(error);
-          failed = failure.failed();
-        }
-        module.reset();
+          module.reset();
 
-        if (!PlatformCallFailure::threw("unregisterInterface") &&
-            !PlatformCallFailure::threw("InterfaceBroker::getInstance")) {
-          EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
-        }
-        if (!PlatformCallFailure::threw("stopService")) {
-          EXPECT_FALSE(hccd.isServiceRunning(0) || hccd.isServiceRunning(1));
-        }
-        EXPECT_FALSE(libraryStillLoaded());
-        if (!failed || testing::Test::HasFailure()) {
-          break;
+          if (!PlatformCallFailure::threw("unregisterInterface") &&
+              !PlatformCallFailure::threw("InterfaceBroker::getInstance")) {
+            EXPECT_EQ(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
+          }
+          if (!PlatformCallFailure::threw("stopService")) {
+            EXPECT_FALSE(hccd.isServiceRunning(0) || hccd.isServiceRunning(1));
+          }
+          EXPECT_FALSE(libraryStillLoaded());
+          if (!failed || testing::Test::HasFailure()) {
+            break;
+          }
         }
       }
     }
