@@ -11,7 +11,7 @@
 
 #include "EntryPointCases.h"
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef OVT_SANITIZER_HEAP
 #include <sanitizer/allocator_interface.h>
 #endif
 
@@ -20,9 +20,10 @@ namespace {
 using testsupport::EntryPointCase;
 using testsupport::Node;
 
-// Bytes the program holds on the heap now.
+// Bytes the program holds on the heap now, from the sanitizer's allocator
+// when one replaces malloc's.
 std::size_t liveHeapBytes() {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef OVT_SANITIZER_HEAP
   return __sanitizer_get_current_allocated_bytes();
 #else
   return mallinfo2().uordblks;
