@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// Runs of a node one after another, each as the fuzz harness makes one: a
-// node started afresh, every entry-point case, a working day, the platform
-// reset. Whatever the runs did, the process holds as much heap after many of
-// them as after a few, so a fuzz run of hours keeps a flat peak.
+// Long runs of the stand-in platform: runs of a node one after another,
+// each as the fuzz harness makes one (a node started afresh, every
+// entry-point case, a working day, the platform reset), and one node whose
+// module is initialised again and again. Whatever was done, the process
+// holds as much heap after many times as after a few, so a fuzz run of
+// hours keeps a flat peak.
 #include <malloc.h>
 
 #include <cstddef>
@@ -62,6 +64,31 @@ TEST(NodeRunsTest, ManyRunsHoldNoMoreHeapThanAFew) {
 
   for (int run = kFew; run < 10 * kFew; ++run) {
     runNode(cases);
+  }
+
+  EXPECT_EQ(liveHeapBytes(), afterFew);
+}
+
+// The driver layer keeps what a module was given, not each time it was.
+TEST(NodeRunsTest, ModuleInitialisedAgainAndAgainHoldsNoMoreHeapThanAFewTimes) {
+  constexpr int kFew = 100;
+  Node node;
+  (void)node.handler->initialize(node.hccd);
+  (void)node.handler->registerPhases();
+  const auto initialiseBoth = [] {
+    (void)Node::phase(1, standin::Phase::ModuleInit);
+    (void)Node::phase(2, standin::Phase::ModuleInit);
+    // What a test reads is kept until the test clears it.
+    standin::TraceControl::clearRecords();
+    standin::FakeDriverLayer::instance().clearRequests();
+  };
+  for (int time = 0; time < kFew; ++time) {
+    initialiseBoth();
+  }
+  const std::size_t afterFew = liveHeapBytes();
+
+  for (int time = kFew; time < 10 * kFew; ++time) {
+    initialiseBoth();
   }
 
   EXPECT_EQ(liveHeapBytes(), afterFew);
