@@ -151,27 +151,6 @@ void freeStep(FuzzedDataProvider& input, Node& node, Registrations& listed) {
   FUZZ_CHECK(answer == 0 || answer == failure);
 }
 
-// One node for the whole run, started afresh by each input: a new node per
-// input would leave the driver layer holding every input's drivers.
-Node& freshNode() {
-  static Node* const node = new Node();
-  standin::TraceControl::resetLevels();
-  standin::TraceControl::clearRecords();
-  InterfaceBrokerControl::reset();
-  standin::ModuleManager::instance().clearEvents();
-  auto& layer = standin::FakeDriverLayer::instance();
-  layer.clearRequests();
-  for (const std::string& name : nodefacts::boardDriverNames()) {
-    layer.driver(name).setValue(0);
-    layer.driver(name).setReadStores(true, false);
-    layer.driver(name).clearCalls();
-  }
-  node->hccd.clearCalls();
-  node->client.calls = 0;
-  node->repair();
-  return *node;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
@@ -181,11 +160,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   static const std::vector<testsupport::EntryPointCase> cases =
       ((void)testsupport::receivingClient(), testsupport::entryPointCases());
   FuzzedDataProvider input(data, size);
-  Node& node = freshNode();
+  // A node of its own, as each test has one: the stand-ins start afresh.
+  Node node;
   const auto trace = input.ConsumeIntegralInRange<std::uint32_t>(0, 8);
   if (trace <= 6) {
     standin::TraceControl::setThreshold(testsupport::kTraceObject, trace);
   } else {
+    // At the levels the module's trace object is made with.
+    standin::TraceControl::resetLevels();
     standin::TraceControl::setThrowing(testsupport::kTraceObject, trace == 7,
                                        trace == 8);
   }
@@ -231,5 +213,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   node.handler.reset();
   FUZZ_CHECK(trace != 0 ||
              standin::TraceControl::logCalls(testsupport::kTraceObject) == 0);
+  // The input takes what it left in the stand-ins with it: libFuzzer takes
+  // an input that ends holding more memory than it began with for a leak,
+  // runs it again and then searches the whole heap.
+  testsupport::resetPlatform();
   return 0;
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CDriver.h"
 
+#include <algorithm>
+
 #include "FakeDrivers.h"
 
 namespace standin {
@@ -59,6 +61,17 @@ void FakeDriver::clearCalls() {
   m_calls.clear();
 }
 
+void FakeDriver::restore() {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_value = 0;
+  m_writeStatus = 0;
+  m_readStatus = 0;
+  m_readStoresOnSuccess = true;
+  m_readStoresOnFailure = false;
+  // Its memory too: a node started afresh holds what a new one holds.
+  std::vector<Call>().swap(m_calls);
+}
+
 std::int32_t FakeDriver::writeEntry(void* handle, std::uint32_t value) {
   auto* const self = static_cast<FakeDriver*>(handle);
   Call call{Call::Write, value, 0};
@@ -104,6 +117,15 @@ FakeDriver& FakeDriverLayer::driver(const std::string& name) {
     if (existing->name() == name) {
       return *existing;
     }
+  }
+  // A name used before a reset gets its record back, restored by the reset:
+  // a new record per reset would grow the layer with every fresh node.
+  const auto earlier = std::find_if(
+      m_allDrivers.begin(), m_allDrivers.end(),
+      [&name](const auto& record) { return record->name() == name; });
+  if (earlier != m_allDrivers.end()) {
+    m_drivers.push_back(earlier->get());
+    return **earlier;
   }
   m_allDrivers.push_back(std::make_unique<FakeDriver>(name));
   m_drivers.push_back(m_allDrivers.back().get());
@@ -172,10 +194,14 @@ void FakeDriverLayer::rebind(const std::string& name, FakeDriver& driver) {
 
 void FakeDriverLayer::reset() {
   const std::lock_guard<std::mutex> lock(m_mutex);
+  for (const auto& record : m_allDrivers) {
+    record->restore();
+  }
   m_drivers.clear();
   m_injected.clear();
-  m_requested.clear();
-  m_bound.clear();
+  // Their memory too: a node started afresh holds what a new one holds.
+  std::vector<std::string>().swap(m_requested);
+  std::vector<std::pair<std::string, CDriver_Interface**>>().swap(m_bound);
 }
 
 std::int32_t FakeDriverLayer::getInterface(CDriver_Interface** out,
@@ -200,9 +226,15 @@ std::int32_t FakeDriverLayer::getInterface(CDriver_Interface** out,
   const bool stores = isFailure(status) ? storesOnFailure : true;
   if (stores && out != nullptr) {
     *out = found != nullptr ? found->record() : nullptr;
-  }
-  if (!isFailure(status) && out != nullptr) {
-    m_bound.emplace_back(wanted, out);
+    // The place no longer holds what it was given before: a module that
+    // binds the same member again and again is one binding, not many.
+    m_bound.erase(std::remove_if(
+                      m_bound.begin(), m_bound.end(),
+                      [out](const auto& bound) { return bound.second == out; }),
+                  m_bound.end());
+    if (!isFailure(status)) {
+      m_bound.emplace_back(wanted, out);
+    }
   }
   const Observer observer = m_observer;
   lock.unlock();

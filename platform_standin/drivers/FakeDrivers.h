@@ -5,7 +5,11 @@
 // `CDriver_GetInterface` binds a driver added here by its exact name (status
 // 0 unless one was injected); an unknown name answers 32768 and stores
 // nothing. Driver records are never freed, so a module may keep pointers to
-// them across `reset`.
+// them across `reset`; the layer keeps one record per name it was ever given.
+//
+// What the layer remembers (calls, requests, bindings) lasts until the next
+// `reset`, the node starting afresh; a binding lasts only while its place
+// holds what it was given.
 //
 // Thread-safety: every member may be called from any thread.
 #ifndef PLATFORM_STANDIN_DRIVERS_FAKEDRIVERS_H
@@ -59,6 +63,11 @@ class FakeDriver {
   void clearCalls();
 
  private:
+  friend class FakeDriverLayer;
+
+  // Back to the state of a new driver.
+  void restore();
+
   static std::int32_t writeEntry(void* handle, std::uint32_t value);
   static std::int32_t readEntry(void* handle, std::uint32_t* value);
 
@@ -103,8 +112,10 @@ class FakeDriverLayer {
   std::vector<std::string> requestedNames() const;
   void clearRequests();
 
-  // Forgets every driver, injected status and request; records handed out
-  // earlier stay valid.
+  // Forgets every driver, injected status, request and binding. Records
+  // handed out earlier stay valid: a driver added again under a name used
+  // before gets that name's record back, as a new driver has it (value 0,
+  // statuses 0, no calls). Cost: linear in the names ever added.
   void reset();
 
   // Called by `CDriver_GetInterface`.
@@ -123,10 +134,13 @@ class FakeDriverLayer {
   void observe(const std::string& name, const FakeDriver::Call* call);
 
   mutable std::mutex m_mutex;
+  // The drivers added since the last reset, and every record ever made.
   std::vector<FakeDriver*> m_drivers;
   std::vector<std::unique_ptr<FakeDriver>> m_allDrivers;
   std::vector<Injected> m_injected;
   std::vector<std::string> m_requested;
+  // Each place a successful request stored into, with the name it asked
+  // for: one entry per place.
   std::vector<std::pair<std::string, CDriver_Interface**>> m_bound;
   Observer m_observer;
 };

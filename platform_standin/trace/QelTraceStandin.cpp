@@ -80,6 +80,11 @@ void emit(const char* object, QelTraceLevel level, bool entry,
     const std::lock_guard<std::mutex> lock(reg.mutex);
     printer = reg.printer;
     if (reg.records.size() < TraceControl::kMaxRecords) {
+      // Copied only for a printer, which still needs the line.
+      if (!printer) {
+        reg.records.push_back(std::move(record));
+        return;
+      }
       reg.records.push_back(record);
     }
   }

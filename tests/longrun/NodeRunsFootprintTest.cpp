@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+// Long runs of the stand-in platform: runs of a node one after another,
+// each as the fuzz harness makes one (a node started afresh, every
+// entry-point case, a working day, the platform reset), and one node whose
+// module is initialised again and again. Whatever was done, the process
+// holds as much heap after many times as after a few, so a fuzz run of
+// hours keeps a flat peak.
+#include <malloc.h>
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "EntryPointCases.h"
+
+#ifdef OVT_SANITIZER_HEAP
+#include <sanitizer/allocator_interface.h>
+#endif
+
+namespace {
+
+using testsupport::EntryPointCase;
+using testsupport::Node;
+
+// Bytes the program holds on the heap now, from the sanitizer's allocator
+// when one replaces malloc's.
+std::size_t liveHeapBytes() {
+#ifdef OVT_SANITIZER_HEAP
+  return __sanitizer_get_current_allocated_bytes();
+#else
+  return mallinfo2().uordblks;
+#endif
+}
+
+void runNode(const std::vector<EntryPointCase>& cases) {
+  Node node;
+  for (const EntryPointCase& c : cases) {
+    if (c.breaking) {
+      c.breaking(node);
+    }
+    (void)c.call(node);
+    if (node.handler == nullptr) {
+      node.handler = std::make_unique<tarvik::TrafHandler>(RadioChannel_2);
+    }
+  }
+  for (const char* const name : {"IFrameFormat_1", "IFrameFormat_2"}) {
+    (void)InterfaceBroker::getInstance()->unregisterInterface(name, nullptr);
+  }
+  node.client.calls = 0;
+  testsupport::expectWorkingDay(node);
+  node.handler.reset();
+  testsupport::resetPlatform();
+}
+
+TEST(NodeRunsTest, ManyRunsHoldNoMoreHeapThanAFew) {
+  constexpr int kFew = 100;
+  // The library's handler takes its clients first, as in the fuzz harness.
+  (void)testsupport::receivingClient();
+  const std::vector<EntryPointCase> cases = testsupport::entryPointCases();
+  for (int run = 0; run < kFew; ++run) {
+    runNode(cases);
+  }
+  const std::size_t afterFew = liveHeapBytes();
+
+  for (int run = kFew; run < 10 * kFew; ++run) {
+    runNode(cases);
+  }
+
+  EXPECT_EQ(liveHeapBytes(), afterFew);
+}
+
+// The driver layer keeps what a module was given, not each time it was.
+TEST(NodeRunsTest, ModuleInitialisedAgainAndAgainHoldsNoMoreHeapThanAFewTimes) {
+  constexpr int kFew = 100;
+  Node node;
+  (void)node.handler->initialize(node.hccd);
+  (void)node.handler->registerPhases();
+  const auto initialiseBoth = [] {
+    (void)Node::phase(1, standin::Phase::ModuleInit);
+    (void)Node::phase(2, standin::Phase::ModuleInit);
+    // What a test reads is kept until the test clears it.
+    standin::TraceControl::clearRecords();
+    standin::FakeDriverLayer::instance().clearRequests();
+  };
+  for (int time = 0; time < kFew; ++time) {
+    initialiseBoth();
+  }
+  const std::size_t afterFew = liveHeapBytes();
+
+  for (int time = kFew; time < 10 * kFew; ++time) {
+    initialiseBoth();
+  }
+
+  EXPECT_EQ(liveHeapBytes(), afterFew);
+}
+
+}  // namespace
