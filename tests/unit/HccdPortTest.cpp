@@ -26,11 +26,6 @@ using Call = FakeHccdHandler::Call;
 constexpr const char kRegister[] = "hccdControllerRegisterPort";
 constexpr const char kSend[] = "hccdControllerSendMessage";
 
-std::string refusedText(unsigned channel, unsigned port) {
-  return "ct " + std::to_string(channel) + ": PortId " + std::to_string(port) +
-         " already registered or channel not allowed";
-}
-
 std::string unknownIndexText(unsigned channel, unsigned port) {
   return "ct " + std::to_string(channel) + ": unknown port index for portId " +
          std::to_string(port);
@@ -77,37 +72,45 @@ const ChannelCase kChannels[] = {
 class PortTableTest : public HccdPortTest,
                       public testing::WithParamInterface<PortRow> {};
 
-TEST_P(PortTableTest, BindsTheTablesPortIndexToTheChannelsEntry) {
+// A port id without index stays in the registration list all the same;
+// sending does not depend on registration.
+TEST_P(PortTableTest, RegistersAndSendsOnTheTablesPortIndexOfTheChannelsCt) {
   const PortRow row = GetParam();
+  unsigned char data[] = {0x12, 0xFF};
   for (const ChannelCase& c : kChannels) {
     SCOPED_TRACE(c.channel);
-    forgetHistory();
-    const auto before = registrations();
-
-    const std::uint32_t result = registerPort(c.channel, row.from);
-
-    auto expectedList = before;
+    auto expectedList = registrations();
     expectedList.emplace_back(c.channel, row.from, &callback);
-    // A port id without index stays in the list all the same.
+    forgetHistory();
+
+    const std::uint32_t registered = registerPort(c.channel, row.from);
+    const std::uint32_t sent = handler->hccdControllerSendMessage(
+        testsupport::channel(c.channel), portId(row.from), data, sizeof data);
+
     EXPECT_EQ(registrations(), expectedList);
     const Line entry{6, kRegister, "ct=" + std::to_string(c.channel)};
+    const std::string unknown = unknownIndexText(c.channel, row.from);
     if (row.to == kNoPort) {
-      EXPECT_EQ(result, 1U);
+      EXPECT_EQ(registered, 1U);
+      EXPECT_EQ(sent, 1U);
       EXPECT_THAT(hccd.calls(), IsEmpty());
-      EXPECT_THAT(
-          traceLines(),
-          ElementsAre(entry, Line{1, kRegister,
-                                  unknownIndexText(c.channel, row.from)}));
+      EXPECT_THAT(traceLines(), ElementsAre(entry, Line{1, kRegister, unknown},
+                                            Line{1, kSend, unknown}));
       continue;
     }
-    EXPECT_EQ(result, 0U);
+    EXPECT_EQ(registered, 0U);
+    EXPECT_EQ(sent, 0U);
     const auto calls = hccd.calls();
-    ASSERT_EQ(calls.size(), 1U);
+    ASSERT_EQ(calls.size(), 2U);
     EXPECT_EQ(calls[0].kind, Call::Register);
-    EXPECT_EQ(calls[0].ctIndex, c.ctIndex);
-    EXPECT_EQ(calls[0].portIndex, row.to);
     EXPECT_EQ(calls[0].binding.context, nullptr);
     EXPECT_EQ(calls[0].binding.receiveFunction, c.entry);
+    EXPECT_EQ(calls[1].kind, Call::Send);
+    EXPECT_THAT(calls[1].data, ElementsAre(0x12, 0xFF));
+    for (const auto& call : calls) {
+      EXPECT_EQ(call.ctIndex, c.ctIndex);
+      EXPECT_EQ(call.portIndex, row.to);
+    }
     EXPECT_THAT(
         traceLines(),
         ElementsAre(entry,
@@ -118,37 +121,6 @@ TEST_P(PortTableTest, BindsTheTablesPortIndexToTheChannelsEntry) {
   }
 }
 
-// No port is registered: sending does not depend on registration.
-TEST_P(PortTableTest, SendsOnTheTablesPortIndexOfTheChannelsCt) {
-  const PortRow row = GetParam();
-  unsigned char data[] = {0x12, 0xFF};
-  for (const ChannelCase& c : kChannels) {
-    const unsigned channel = c.channel;
-    SCOPED_TRACE(channel);
-    forgetHistory();
-
-    const std::uint32_t result = handler->hccdControllerSendMessage(
-        testsupport::channel(channel), portId(row.from), data, sizeof data);
-
-    if (row.to == kNoPort) {
-      EXPECT_EQ(result, 1U);
-      EXPECT_THAT(hccd.calls(), IsEmpty());
-      EXPECT_THAT(
-          traceLines(),
-          ElementsAre(Line{1, kSend, unknownIndexText(channel, row.from)}));
-      continue;
-    }
-    EXPECT_EQ(result, 0U);
-    EXPECT_THAT(traceLines(), IsEmpty());
-    const auto calls = hccd.calls();
-    ASSERT_EQ(calls.size(), 1U);
-    EXPECT_EQ(calls[0].kind, Call::Send);
-    EXPECT_EQ(calls[0].ctIndex, c.ctIndex);
-    EXPECT_EQ(calls[0].portIndex, row.to);
-    EXPECT_THAT(calls[0].data, ElementsAre(0x12, 0xFF));
-  }
-}
-
 INSTANTIATE_TEST_SUITE_P(
     PortIds, PortTableTest,
     testing::ValuesIn(portRows(nodefacts::kPortIndexOfPortId)));
@@ -156,85 +128,55 @@ INSTANTIATE_TEST_SUITE_P(
 // The bytes and their length are the caller's and the HCC-D handler's
 // business: an empty message goes out like any other.
 TEST_F(HccdPortTest, EmptyMessageIsHandedOnAsItIs) {
-  unsigned char data[] = {7};
-
-  EXPECT_EQ(
-      handler->hccdControllerSendMessage(RadioChannel_1, portId(4), data, 0),
-      ITrafHandler::kStatusSuccess);
   EXPECT_EQ(handler->hccdControllerSendMessage(RadioChannel_2, portId(14),
                                                nullptr, 0),
             ITrafHandler::kStatusSuccess);
 
   EXPECT_THAT(traceLines(), IsEmpty());
-  const auto calls = hccd.calls();
-  ASSERT_EQ(calls.size(), 2U);
-  EXPECT_THAT(calls[0].data, IsEmpty());
-  EXPECT_THAT(calls[1].data, IsEmpty());
+  ASSERT_EQ(hccd.sendCount(), 1U);
+  EXPECT_THAT(hccd.calls()[0].data, IsEmpty());
 }
 
 // Whatever the HCC-D handler throws ends the send with its failure status
 // and a trace of what it was.
 TEST_F(HccdPortTest, SendWhoseHandlerThrowsFailsSayingWhat) {
   unsigned char data[] = {1};
-  const auto send = [&] {
-    return handler->hccdControllerSendMessage(RadioChannel_1, portId(4), data,
-                                              1);
-  };
-  hccd.setSendHook([](unsigned, unsigned, const unsigned char*, unsigned) {
-    throw std::runtime_error("link down");
-  });
-  EXPECT_EQ(send(), ITrafHandler::kStatusFailure);
-  hccd.setSendHook(
-      [](unsigned, unsigned, const unsigned char*, unsigned) { throw 42; });
-  EXPECT_EQ(send(), ITrafHandler::kStatusFailure);
+  hccd.setObserver([](const Call&) { throw std::runtime_error("link down"); });
+  EXPECT_EQ(
+      handler->hccdControllerSendMessage(RadioChannel_1, portId(4), data, 1),
+      ITrafHandler::kStatusFailure);
+  hccd.setObserver([](const Call&) { throw 42; });
+  EXPECT_EQ(
+      handler->hccdControllerSendMessage(RadioChannel_1, portId(4), data, 1),
+      ITrafHandler::kStatusFailure);
 
+  hccd.setObserver(nullptr);
   EXPECT_THAT(traceLines(1),
               ElementsAre(Line{1, kSend, "Not completed: link down"},
                           Line{1, kSend, "Not completed: unknown exception"}));
 }
 
-// Throws from its port bindings while `refusing` is set.
-class RefusingHccdHandler : public FakeHccdHandler {
- public:
-  int registerPort(unsigned int ctIndex, unsigned int portIndex,
-                   const rl::traf::HccdReceiveBinding& binding) override {
-    if (refusing) {
-      throw std::runtime_error("no binding");
-    }
-    return FakeHccdHandler::registerPort(ctIndex, portIndex, binding);
-  }
-  bool refusing = false;
-};
-
 TEST_F(HccdPortTest, RegistrationTheHccdHandlerCannotBindIsWithdrawnAlone) {
-  RefusingHccdHandler refusing;
-  tarvik::TrafHandler local(RadioChannel_2);
-  (void)local.initialize(refusing);
-  const auto registerOn = [&](std::uint32_t port) {
-    return local.hccdControllerRegisterPort(RadioChannel_1, portId(port),
-                                            &callback);
-  };
-  ASSERT_EQ(registerOn(1), ITrafHandler::kStatusSuccess);
-  refusing.refusing = true;
+  ASSERT_EQ(registerPort(1, 1), ITrafHandler::kStatusSuccess);
+  hccd.setObserver([](const Call&) { throw std::runtime_error("no binding"); });
 
-  EXPECT_EQ(registerOn(2), ITrafHandler::kStatusFailure);
-  refusing.refusing = false;
-  EXPECT_EQ(registerOn(2), ITrafHandler::kStatusSuccess);
+  EXPECT_EQ(registerPort(1, 2), ITrafHandler::kStatusFailure);
+  hccd.setObserver(nullptr);
+  EXPECT_EQ(registerPort(1, 2), ITrafHandler::kStatusSuccess);
 
-  EXPECT_EQ(tarvik::TrafHandlerPeer::hccdPortRegistrations(local).size(), 2U);
-  local.deinitialize();  // before `refusing` is gone
+  EXPECT_EQ(registrations().size(), 2U);
 }
 
 // A refused operation. `initialized` false leaves the handler without its
 // HCC-D handler; else port 5 of channels 1 and 2 is registered before.
 struct Refused {
-  const char* name = "";
-  bool send = false;  // else a registration
-  std::uint32_t channel = 1;
-  std::uint32_t port = 5;
-  bool nullCallback = false;
-  bool initialized = true;
-  std::string text;
+  const char* name;
+  bool send;  // else a registration
+  std::uint32_t channel;
+  std::uint32_t port;
+  bool nullCallback;
+  bool initialized;
+  const char* text;
 };
 
 void PrintTo(const Refused& c, std::ostream* out) { *out << c.name; }
@@ -269,61 +211,28 @@ TEST_P(RefusedTest, FailsWithItsTextAndCallsAndListsNothing) {
               ElementsAre(Line{1, c.send ? kSend : kRegister, c.text}));
 }
 
-std::vector<Refused> refused() {
-  using testsupport::row;
-  return {
-      row<Refused>([](Refused& c) {
-        c.name = "RegisterSamePortOnTheSameChannel";
-        c.text = refusedText(1, 5);
-      }),
-      row<Refused>([](Refused& c) {
-        c.name = "RegisterOnChannelThree";
-        c.channel = 3;
-        c.text = refusedText(3, 5);
-      }),
-      row<Refused>([](Refused& c) {
-        c.name = "RegisterNullCallback";
-        c.port = 7;
-        c.nullCallback = true;
-        c.text = "ct 1: PortId 7 not registered, null callback";
-      }),
-      // The duplicate and channel checks come before every other refusal.
-      row<Refused>([](Refused& c) {
-        c.name = "RegisterDuplicateWithNullCallback";
-        c.nullCallback = true;
-        c.text = refusedText(1, 5);
-      }),
-      row<Refused>([](Refused& c) {
-        c.name = "RegisterOnChannelThreeBeforeInitialize";
-        c.channel = 3;
-        c.initialized = false;
-        c.nullCallback = true;
-        c.text = refusedText(3, 5);
-      }),
-      row<Refused>([](Refused& c) {
-        c.name = "RegisterBeforeInitialize";
-        c.initialized = false;
-        c.text =
-            "ct 1: PortId 5 not registered, no HCC-D handler, "
-            "initialize first";
-      }),
-      // Outside the load flags: refused before any flag is read.
-      row<Refused>([](Refused& c) {
-        c.name = "SendOnChannelThree";
-        c.send = true;
-        c.channel = 3;
-        c.text = "ct 3: channel not allowed for portId 5";
-      }),
-      row<Refused>([](Refused& c) {
-        c.name = "SendBeforeInitialize";
-        c.send = true;
-        c.initialized = false;
-        c.text = "ct 1: no HCC-D handler, message for portId 5 not sent";
-      }),
-  };
-}
+// The duplicate and channel checks come before every other refusal; sending
+// on channel 3 is refused before any load flag is read.
+const Refused kRefused[] = {
+    {"RegisterSamePortOnTheSameChannel", false, 1, 5, false, true,
+     "ct 1: PortId 5 already registered or channel not allowed"},
+    {"RegisterOnChannelThree", false, 3, 5, false, true,
+     "ct 3: PortId 5 already registered or channel not allowed"},
+    {"RegisterNullCallback", false, 1, 7, true, true,
+     "ct 1: PortId 7 not registered, null callback"},
+    {"RegisterDuplicateWithNullCallback", false, 1, 5, true, true,
+     "ct 1: PortId 5 already registered or channel not allowed"},
+    {"RegisterOnChannelThreeBeforeInitialize", false, 3, 5, true, false,
+     "ct 3: PortId 5 already registered or channel not allowed"},
+    {"RegisterBeforeInitialize", false, 1, 5, false, false,
+     "ct 1: PortId 5 not registered, no HCC-D handler, initialize first"},
+    {"SendOnChannelThree", true, 3, 5, false, true,
+     "ct 3: channel not allowed for portId 5"},
+    {"SendBeforeInitialize", true, 1, 5, false, false,
+     "ct 1: no HCC-D handler, message for portId 5 not sent"},
+};
 
-INSTANTIATE_TEST_SUITE_P(Cases, RefusedTest, testing::ValuesIn(refused()),
+INSTANTIATE_TEST_SUITE_P(Cases, RefusedTest, testing::ValuesIn(kRefused),
                          [](const testing::TestParamInfo<Refused>& param) {
                            return std::string(param.param.name);
                          });
