@@ -6,7 +6,6 @@
 
 #include <pthread.h>
 
-#include <functional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -44,16 +43,6 @@ Line failure(const std::string& text) {
 std::string unknownIndexText(unsigned channel, unsigned port) {
   return "ct " + std::to_string(channel) + ": unknown port index for portId " +
          std::to_string(port);
-}
-
-// Receives until the sampled data trace comes and forgets it: the next 201
-// messages are then not traced and the 202nd is.
-void receiveUntilDataTrace(const std::function<void()>& receive) {
-  for (int i = 0; i < kTraceInterval && traceLines(5).empty(); ++i) {
-    receive();
-  }
-  ASSERT_THAT(traceLines(5), testing::SizeIs(1));
-  standin::TraceControl::clearRecords();
 }
 
 class HccdPortTest : public testsupport::TrafHandlerFixture {
@@ -165,11 +154,14 @@ TEST_F(HccdPortTest, EmptyMessageIsHandedOnAsItIs) {
   EXPECT_THAT(hccd.calls()[0].data, IsEmpty());
 }
 
-// Whatever the HCC-D handler throws ends the send with its failure status
-// and a trace of what it was.
-TEST_F(HccdPortTest, SendWhoseHandlerThrowsFailsSayingWhat) {
+// Whatever the HCC-D handler throws ends the operation with its failure
+// status and a trace of what it was; a registration it could not bind is
+// withdrawn alone, so that it can be made again.
+TEST_F(HccdPortTest, CallTheHccdHandlerThrowsOnFailsSayingWhat) {
   unsigned char data[] = {1};
+  ASSERT_EQ(registerPort(1, 1), ITrafHandler::kStatusSuccess);
   hccd.setObserver([](const Call&) { throw std::runtime_error("link down"); });
+  EXPECT_EQ(registerPort(1, 2), ITrafHandler::kStatusFailure);
   EXPECT_EQ(
       handler->hccdControllerSendMessage(RadioChannel_1, portId(4), data, 1),
       ITrafHandler::kStatusFailure);
@@ -177,22 +169,14 @@ TEST_F(HccdPortTest, SendWhoseHandlerThrowsFailsSayingWhat) {
   EXPECT_EQ(
       handler->hccdControllerSendMessage(RadioChannel_1, portId(4), data, 1),
       ITrafHandler::kStatusFailure);
-
   hccd.setObserver(nullptr);
-  EXPECT_THAT(traceLines(1),
-              ElementsAre(Line{1, kSend, "Not completed: link down"},
-                          Line{1, kSend, "Not completed: unknown exception"}));
-}
 
-TEST_F(HccdPortTest, RegistrationTheHccdHandlerCannotBindIsWithdrawnAlone) {
-  ASSERT_EQ(registerPort(1, 1), ITrafHandler::kStatusSuccess);
-  hccd.setObserver([](const Call&) { throw std::runtime_error("no binding"); });
-
-  EXPECT_EQ(registerPort(1, 2), ITrafHandler::kStatusFailure);
-  hccd.setObserver(nullptr);
   EXPECT_EQ(registerPort(1, 2), ITrafHandler::kStatusSuccess);
-
   EXPECT_EQ(registrations().size(), 2U);
+  EXPECT_THAT(traceLines(1),
+              ElementsAre(Line{1, kRegister, "Not completed: link down"},
+                          Line{1, kSend, "Not completed: link down"},
+                          Line{1, kSend, "Not completed: unknown exception"}));
 }
 
 // A refused operation. `initialized` false leaves the handler without its
@@ -436,7 +420,13 @@ TEST_F(HccdEntryTest, DataTraceComesWithEvery202ndMessageAcrossBothEntries) {
   (void)registerPort<FailingCallback>(RadioChannel_1, 2, [] {});
   (void)registerPort<FailingCallback>(RadioChannel_2, 2, [] {});
   unsigned char data[] = {0};
-  receiveUntilDataTrace([&] { (void)hccDataReceivedCt1(nullptr, data, 1, 2); });
+  // Up to the next data trace, then forgotten: the next 201 messages are not
+  // traced and the 202nd is.
+  for (int i = 0; i < kTraceInterval && traceLines(5).empty(); ++i) {
+    (void)hccDataReceivedCt1(nullptr, data, 1, 2);
+  }
+  ASSERT_THAT(traceLines(5), testing::SizeIs(1));
+  standin::TraceControl::clearRecords();
 
   // Each message names itself in its first byte; the last one is empty.
   for (int n = 1; n <= 2 * kTraceInterval; ++n) {

@@ -244,20 +244,39 @@ TEST_F(LifecycleTest, RegisterPhasesBeforeInitializeSkipsMissingModuleObjects) {
                                "No module object for channel 2" + skipped}));
 }
 
-TEST_F(LifecycleTest, ReinitializeKeepsPortsAndXauiDriverButNotChannelDrivers) {
+// Channel drivers and load marks go at `deinitialize` and again at
+// `initialize`; a marked load would hold sending back.
+TEST_F(LifecycleTest, ReinitializeKeepsPortsAndXauiDriverButNotChannelState) {
   trafhandler_testing::RecordingHccdPortCallback callback;
   const auto registerPort = [&] {
     return handler->hccdControllerRegisterPort(
         RadioChannel_1, ITrafHandler::HccdPortId_3, &callback);
   };
+  const auto markLoad = [&] {
+    ASSERT_EQ(Peer::doOnPhasePreFrameformatLoad(*handler, RadioChannel_1),
+              tarvik::TrafHandler::kPhaseSuccess);
+  };
+  unsigned char byte = 1;
+  const auto sent = [&] {
+    hccd.clearCalls();
+    (void)handler->hccdControllerSendMessage(
+        RadioChannel_1, ITrafHandler::HccdPortId_0, &byte, 1);
+    return hccd.sendCount();
+  };
   initialized();
   bindChannel(1);
   ASSERT_EQ(registerPort(), ITrafHandler::kStatusSuccess);
   driver(testsupport::kXaui).setValue(9000);
+  markLoad();
 
   handler->deinitialize();
+  EXPECT_EQ(sent(), 1U);
+  EXPECT_EQ(Peer::doOnPhasePostFrameformatLoad(*handler, RadioChannel_1),
+            tarvik::TrafHandler::kPhaseFailure);
+  markLoad();
   (void)handler->initialize(hccd);
 
+  EXPECT_EQ(sent(), 1U);
   EXPECT_EQ(registerPort(), ITrafHandler::kStatusFailure);
   unsigned int value = 0;
   EXPECT_EQ(handler->dspIfGetXauiPacketSize(value),
@@ -265,33 +284,6 @@ TEST_F(LifecycleTest, ReinitializeKeepsPortsAndXauiDriverButNotChannelDrivers) {
   EXPECT_EQ(value, 9000U);
   EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, value, value),
             ITrafHandler::kStatusFailure);
-}
-
-// A marked load holds sending back until its post-load phase.
-TEST_F(LifecycleTest, InitializeAndDeinitializeEndLoadsMarkedBeforeThem) {
-  unsigned char byte = 1;
-  for (const bool deinitialize : {false, true}) {
-    SCOPED_TRACE(deinitialize);
-    if (deinitialize) {
-      bindChannel(1);
-    }
-    ASSERT_EQ(Peer::doOnPhasePreFrameformatLoad(*handler, RadioChannel_1),
-              tarvik::TrafHandler::kPhaseSuccess);
-    if (deinitialize) {
-      handler->deinitialize();
-    } else {
-      (void)handler->initialize(hccd);
-    }
-    forgetHistory();
-
-    EXPECT_EQ(handler->hccdControllerSendMessage(
-                  RadioChannel_1, ITrafHandler::HccdPortId_0, &byte, 1),
-              ITrafHandler::kStatusSuccess);
-    EXPECT_EQ(hccd.sendCount(), 1U);
-  }
-  // De-initialised, the channel's drivers are unbound.
-  EXPECT_EQ(Peer::doOnPhasePostFrameformatLoad(*handler, RadioChannel_1),
-            tarvik::TrafHandler::kPhaseFailure);
 }
 
 // Start and stop of each channel are shown by `initialize` and `deinitialize`.
