@@ -91,6 +91,40 @@ class ClientKitWithModuleTest : public ::testing::Test {
   std::unique_ptr<standin::TrafHandlerModule> module;
 };
 
+// The answers that never vary, the flags `mlmGetAisRdi` leaves included.
+std::vector<std::uint32_t> fixedAnswers(ITrafHandler& handler,
+                                        RadioChannel channel) {
+  bool ais = true;
+  bool rdi = false;
+  bool rdiRemote = true;
+  return {handler.mlmSetChannelStatus(channel, ITrafHandler::Start),
+          handler.mlmGetAisRdi(channel, ais, rdi, rdiRemote),
+          ais,
+          rdi,
+          rdiRemote,
+          handler.rliForceUnlockInsertion(channel, true),
+          handler.rliResetI2C(channel),
+          handler.getNumberOfNativeRlChannel(),
+          handler.isLinkUp(channel)};
+}
+
+// Operations the module does not carry out answer 2 whatever the channel,
+// and the link is up; client tests rely on an unstubbed mock doing the same.
+TEST_F(ClientKitWithModuleTest, ModuleAndUnstubbedMockGiveTheFixedAnswers) {
+  ASSERT_NE(module, nullptr);
+  ITrafHandler& handler = module->getInstance(RadioChannel_2);
+  ::testing::NiceMock<MockTrafHandler> mock;
+  constexpr std::uint32_t kNo = ITrafHandler::kStatusNotCarriedOut;
+  const std::vector<std::uint32_t> expected = {kNo, kNo, 1, 0, 1,
+                                               kNo, kNo, 0, 1};
+  for (const std::uint32_t channel : {0U, 1U, 3U, 2U, 0xFFFFFFFFU}) {
+    SCOPED_TRACE(channel);
+    EXPECT_EQ(fixedAnswers(handler, static_cast<RadioChannel>(channel)),
+              expected);
+    EXPECT_EQ(fixedAnswers(mock, static_cast<RadioChannel>(channel)), expected);
+  }
+}
+
 TEST_F(ClientKitWithModuleTest,
        RecorderGetsWhatTheTransportDeliversOnItsThread) {
   ASSERT_NE(module, nullptr);
