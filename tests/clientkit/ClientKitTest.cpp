@@ -20,47 +20,41 @@
 namespace {
 
 using ::testing::_;
-using ::testing::DoAll;
 using ::testing::ElementsAre;
 using ::testing::Return;
-using ::testing::SetArgReferee;
 using trafhandler_testing::MockTrafHandler;
 using trafhandler_testing::ReceivedHccdMessage;
 using trafhandler_testing::RecordingHccdPortCallback;
 
 // Only an operation with a body in the interface can lack its mock unnoticed
-// by the compiler; each answer here differs from that body's.
+// by the compiler; each answer here differs from that body's, which answers
+// without touching the outputs.
 TEST(MockTrafHandlerTest, OperationsWithADefaultBodyReachTheMock) {
   ::testing::StrictMock<MockTrafHandler> mock;
-  ITrafHandler* const handler = &mock;
+  ITrafHandler& handler = mock;
   EXPECT_CALL(mock, registerPhases()).WillOnce(Return(11U));
   EXPECT_CALL(mock, rlaGetRatesForTaps(RadioChannel_2, _, _))
-      .WillOnce(DoAll(SetArgReferee<1>(100U), Return(12U)));
+      .WillOnce(Return(12U));
   EXPECT_CALL(mock, isLinkUp(RadioChannel_1)).WillOnce(Return(false));
-  EXPECT_CALL(mock, dspIfGetXauiPacketSize(_))
-      .WillOnce(DoAll(SetArgReferee<0>(1500U), Return(13U)));
+  EXPECT_CALL(mock, dspIfGetXauiPacketSize(_)).WillOnce(Return(13U));
   EXPECT_CALL(mock, dspIfSetXauiPacketSize(9000U)).WillOnce(Return(14U));
+  unsigned int rate = 5;
+  unsigned int size = 6;
 
-  unsigned int dspRate = 0;
-  unsigned int idleRate = 0;
-  unsigned int size = 0;
-  EXPECT_EQ(handler->registerPhases(), 11U);
-  EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_2, dspRate, idleRate),
-            12U);
-  EXPECT_FALSE(handler->isLinkUp(RadioChannel_1));
-  EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), 13U);
-  EXPECT_EQ(handler->dspIfSetXauiPacketSize(9000U), 14U);
-  EXPECT_EQ(dspRate, 100U);
-  EXPECT_EQ(size, 1500U);
-}
+  EXPECT_EQ(handler.registerPhases(), 11U);
+  EXPECT_EQ(handler.rlaGetRatesForTaps(RadioChannel_2, rate, rate), 12U);
+  EXPECT_FALSE(handler.isLinkUp(RadioChannel_1));
+  EXPECT_EQ(handler.dspIfGetXauiPacketSize(size), 13U);
+  EXPECT_EQ(handler.dspIfSetXauiPacketSize(9000U), 14U);
 
-TEST(RecordingHccdPortCallbackTest, KeepsLengthAndPortIdOfAMessageWithoutData) {
-  RecordingHccdPortCallback recorder;
-
-  recorder.onHccdDataReceived(nullptr, 5U, ITrafHandler::HccdPortId_6);
-
-  EXPECT_THAT(recorder.messages(), ElementsAre(ReceivedHccdMessage{
-                                       {}, 5U, ITrafHandler::HccdPortId_6}));
+  EXPECT_EQ(handler.ITrafHandler::registerPhases(), 0U);
+  EXPECT_EQ(
+      handler.ITrafHandler::rlaGetRatesForTaps(RadioChannel_2, rate, rate), 0U);
+  EXPECT_TRUE(handler.ITrafHandler::isLinkUp(RadioChannel_1));
+  EXPECT_EQ(handler.ITrafHandler::dspIfGetXauiPacketSize(size), 0U);
+  EXPECT_EQ(handler.ITrafHandler::dspIfSetXauiPacketSize(9000U),
+            ITrafHandler::kStatusNotCarriedOut);
+  EXPECT_EQ(std::make_pair(rate, size), std::make_pair(5U, 6U));
 }
 
 // Clients read this form in their failure messages.
@@ -70,11 +64,14 @@ TEST(RecordingHccdPortCallbackTest, MessagePrintsItsPortLengthAndBytes) {
             "{portId 14, length 3, data [1 2 3]}");
 }
 
-TEST(RecordingHccdPortCallbackTest, WaitReportsMessagesThatHaveNotArrived) {
+// Null data of a length is kept as no bytes of that length.
+TEST(RecordingHccdPortCallbackTest, KeepsWhatArrivedAndWaitReportsWhatDidNot) {
   RecordingHccdPortCallback recorder;
-  unsigned char byte = 1;
-  recorder.onHccdDataReceived(&byte, 1U, ITrafHandler::HccdPortId_0);
 
+  recorder.onHccdDataReceived(nullptr, 5U, ITrafHandler::HccdPortId_6);
+
+  EXPECT_THAT(recorder.messages(), ElementsAre(ReceivedHccdMessage{
+                                       {}, 5U, ITrafHandler::HccdPortId_6}));
   EXPECT_FALSE(recorder.waitForMessages(2U, std::chrono::milliseconds(0)));
 }
 
@@ -94,29 +91,38 @@ class ClientKitWithModuleTest : public ::testing::Test {
   std::unique_ptr<standin::TrafHandlerModule> module;
 };
 
-// The answers that never vary, the flags `mlmGetAisRdi` leaves included:
-// client tests rely on an unstubbed mock giving them as the module does.
-std::vector<std::uint32_t> fixedAnswers(ITrafHandler& handler) {
+// The answers that never vary, the flags `mlmGetAisRdi` leaves included.
+std::vector<std::uint32_t> fixedAnswers(ITrafHandler& handler,
+                                        RadioChannel channel) {
   bool ais = true;
   bool rdi = false;
   bool rdiRemote = true;
-  return {handler.mlmSetChannelStatus(RadioChannel_2, ITrafHandler::Start),
-          handler.mlmGetAisRdi(RadioChannel_2, ais, rdi, rdiRemote),
+  return {handler.mlmSetChannelStatus(channel, ITrafHandler::Start),
+          handler.mlmGetAisRdi(channel, ais, rdi, rdiRemote),
           ais,
           rdi,
           rdiRemote,
-          handler.rliForceUnlockInsertion(RadioChannel_2, true),
-          handler.rliResetI2C(RadioChannel_2),
+          handler.rliForceUnlockInsertion(channel, true),
+          handler.rliResetI2C(channel),
           handler.getNumberOfNativeRlChannel(),
-          handler.isLinkUp(RadioChannel_2)};
+          handler.isLinkUp(channel)};
 }
 
-TEST_F(ClientKitWithModuleTest, UnstubbedMockAnswersAsTheModuleDoes) {
+// Operations the module does not carry out answer 2 whatever the channel,
+// and the link is up; client tests rely on an unstubbed mock doing the same.
+TEST_F(ClientKitWithModuleTest, ModuleAndUnstubbedMockGiveTheFixedAnswers) {
   ASSERT_NE(module, nullptr);
+  ITrafHandler& handler = module->getInstance(RadioChannel_2);
   ::testing::NiceMock<MockTrafHandler> mock;
-
-  EXPECT_EQ(fixedAnswers(mock),
-            fixedAnswers(module->getInstance(RadioChannel_2)));
+  constexpr std::uint32_t kNo = ITrafHandler::kStatusNotCarriedOut;
+  const std::vector<std::uint32_t> expected = {kNo, kNo, 1, 0, 1,
+                                               kNo, kNo, 0, 1};
+  for (const std::uint32_t channel : {0U, 1U, 3U, 2U, 0xFFFFFFFFU}) {
+    SCOPED_TRACE(channel);
+    EXPECT_EQ(fixedAnswers(handler, static_cast<RadioChannel>(channel)),
+              expected);
+    EXPECT_EQ(fixedAnswers(mock, static_cast<RadioChannel>(channel)), expected);
+  }
 }
 
 TEST_F(ClientKitWithModuleTest,

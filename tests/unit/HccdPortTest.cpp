@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-// HCC-D port registration and message sending.
+// HCC-D port registration, message sending, and dispatch of received data:
+// the handler's operation and the two entries the transport calls.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <pthread.h>
+
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <utility>
 
 #include "TrafHandlerFixture.h"
 #include "TrafHandlerPeer.h"
@@ -15,20 +20,24 @@ namespace {
 using standin::FakeHccdHandler;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testsupport::FailingCallback;
 using testsupport::kNoPort;
 using testsupport::Line;
 using testsupport::portId;
 using testsupport::PortRow;
 using testsupport::portRows;
 using testsupport::traceLines;
+using trafhandler_testing::ReceivedHccdMessage;
+using trafhandler_testing::RecordingHccdPortCallback;
 
 using Call = FakeHccdHandler::Call;
 constexpr const char kRegister[] = "hccdControllerRegisterPort";
 constexpr const char kSend[] = "hccdControllerSendMessage";
+constexpr const char kInvoke[] = "invokeHccdPortCallback";
+constexpr int kTraceInterval = tarvik::TrafHandler::kMessagesPerDataTrace;
 
-std::string refusedText(unsigned channel, unsigned port) {
-  return "ct " + std::to_string(channel) + ": PortId " + std::to_string(port) +
-         " already registered or channel not allowed";
+Line failure(const std::string& text) {
+  return Line{1, kInvoke, "Exception: " + text};
 }
 
 std::string unknownIndexText(unsigned channel, unsigned port) {
@@ -43,9 +52,12 @@ class HccdPortTest : public testsupport::TrafHandlerFixture {
     forgetHistory();
   }
 
-  std::uint32_t registerPort(std::uint32_t channel, std::uint32_t port) {
-    return handler->hccdControllerRegisterPort(testsupport::channel(channel),
-                                               portId(port), &callback);
+  // With the fixture's `callback` unless another is given.
+  std::uint32_t registerPort(std::uint32_t channel, std::uint32_t port,
+                             ITrafHandler::HccdPortCallback* other = nullptr) {
+    return handler->hccdControllerRegisterPort(
+        testsupport::channel(channel), portId(port),
+        other != nullptr ? other : &callback);
   }
 
   // The registration list as (channel, port id, callback) triples.
@@ -60,7 +72,7 @@ class HccdPortTest : public testsupport::TrafHandlerFixture {
     return list;
   }
 
-  trafhandler_testing::RecordingHccdPortCallback callback;
+  RecordingHccdPortCallback callback;
 };
 
 // Every channel value but 1 is ct 1 with the second entry, 0 included.
@@ -77,37 +89,45 @@ const ChannelCase kChannels[] = {
 class PortTableTest : public HccdPortTest,
                       public testing::WithParamInterface<PortRow> {};
 
-TEST_P(PortTableTest, BindsTheTablesPortIndexToTheChannelsEntry) {
+// A port id without index stays in the registration list all the same;
+// sending does not depend on registration.
+TEST_P(PortTableTest, RegistersAndSendsOnTheTablesPortIndexOfTheChannelsCt) {
   const PortRow row = GetParam();
+  unsigned char data[] = {0x12, 0xFF};
   for (const ChannelCase& c : kChannels) {
     SCOPED_TRACE(c.channel);
-    forgetHistory();
-    const auto before = registrations();
-
-    const std::uint32_t result = registerPort(c.channel, row.from);
-
-    auto expectedList = before;
+    auto expectedList = registrations();
     expectedList.emplace_back(c.channel, row.from, &callback);
-    // A port id without index stays in the list all the same.
+    forgetHistory();
+
+    const std::uint32_t registered = registerPort(c.channel, row.from);
+    const std::uint32_t sent = handler->hccdControllerSendMessage(
+        testsupport::channel(c.channel), portId(row.from), data, sizeof data);
+
     EXPECT_EQ(registrations(), expectedList);
     const Line entry{6, kRegister, "ct=" + std::to_string(c.channel)};
+    const std::string unknown = unknownIndexText(c.channel, row.from);
     if (row.to == kNoPort) {
-      EXPECT_EQ(result, 1U);
+      EXPECT_EQ(registered, 1U);
+      EXPECT_EQ(sent, 1U);
       EXPECT_THAT(hccd.calls(), IsEmpty());
-      EXPECT_THAT(
-          traceLines(),
-          ElementsAre(entry, Line{1, kRegister,
-                                  unknownIndexText(c.channel, row.from)}));
+      EXPECT_THAT(traceLines(), ElementsAre(entry, Line{1, kRegister, unknown},
+                                            Line{1, kSend, unknown}));
       continue;
     }
-    EXPECT_EQ(result, 0U);
+    EXPECT_EQ(registered, 0U);
+    EXPECT_EQ(sent, 0U);
     const auto calls = hccd.calls();
-    ASSERT_EQ(calls.size(), 1U);
+    ASSERT_EQ(calls.size(), 2U);
     EXPECT_EQ(calls[0].kind, Call::Register);
-    EXPECT_EQ(calls[0].ctIndex, c.ctIndex);
-    EXPECT_EQ(calls[0].portIndex, row.to);
     EXPECT_EQ(calls[0].binding.context, nullptr);
     EXPECT_EQ(calls[0].binding.receiveFunction, c.entry);
+    EXPECT_EQ(calls[1].kind, Call::Send);
+    EXPECT_THAT(calls[1].data, ElementsAre(0x12, 0xFF));
+    for (const auto& call : calls) {
+      EXPECT_EQ(call.ctIndex, c.ctIndex);
+      EXPECT_EQ(call.portIndex, row.to);
+    }
     EXPECT_THAT(
         traceLines(),
         ElementsAre(entry,
@@ -118,37 +138,6 @@ TEST_P(PortTableTest, BindsTheTablesPortIndexToTheChannelsEntry) {
   }
 }
 
-// No port is registered: sending does not depend on registration.
-TEST_P(PortTableTest, SendsOnTheTablesPortIndexOfTheChannelsCt) {
-  const PortRow row = GetParam();
-  unsigned char data[] = {0x12, 0xFF};
-  for (const ChannelCase& c : kChannels) {
-    const unsigned channel = c.channel;
-    SCOPED_TRACE(channel);
-    forgetHistory();
-
-    const std::uint32_t result = handler->hccdControllerSendMessage(
-        testsupport::channel(channel), portId(row.from), data, sizeof data);
-
-    if (row.to == kNoPort) {
-      EXPECT_EQ(result, 1U);
-      EXPECT_THAT(hccd.calls(), IsEmpty());
-      EXPECT_THAT(
-          traceLines(),
-          ElementsAre(Line{1, kSend, unknownIndexText(channel, row.from)}));
-      continue;
-    }
-    EXPECT_EQ(result, 0U);
-    EXPECT_THAT(traceLines(), IsEmpty());
-    const auto calls = hccd.calls();
-    ASSERT_EQ(calls.size(), 1U);
-    EXPECT_EQ(calls[0].kind, Call::Send);
-    EXPECT_EQ(calls[0].ctIndex, c.ctIndex);
-    EXPECT_EQ(calls[0].portIndex, row.to);
-    EXPECT_THAT(calls[0].data, ElementsAre(0x12, 0xFF));
-  }
-}
-
 INSTANTIATE_TEST_SUITE_P(
     PortIds, PortTableTest,
     testing::ValuesIn(portRows(nodefacts::kPortIndexOfPortId)));
@@ -156,85 +145,50 @@ INSTANTIATE_TEST_SUITE_P(
 // The bytes and their length are the caller's and the HCC-D handler's
 // business: an empty message goes out like any other.
 TEST_F(HccdPortTest, EmptyMessageIsHandedOnAsItIs) {
-  unsigned char data[] = {7};
-
-  EXPECT_EQ(
-      handler->hccdControllerSendMessage(RadioChannel_1, portId(4), data, 0),
-      ITrafHandler::kStatusSuccess);
   EXPECT_EQ(handler->hccdControllerSendMessage(RadioChannel_2, portId(14),
                                                nullptr, 0),
             ITrafHandler::kStatusSuccess);
 
   EXPECT_THAT(traceLines(), IsEmpty());
-  const auto calls = hccd.calls();
-  ASSERT_EQ(calls.size(), 2U);
-  EXPECT_THAT(calls[0].data, IsEmpty());
-  EXPECT_THAT(calls[1].data, IsEmpty());
+  ASSERT_EQ(hccd.sendCount(), 1U);
+  EXPECT_THAT(hccd.calls()[0].data, IsEmpty());
 }
 
-// Whatever the HCC-D handler throws ends the send with its failure status
-// and a trace of what it was.
-TEST_F(HccdPortTest, SendWhoseHandlerThrowsFailsSayingWhat) {
+// Whatever the HCC-D handler throws ends the operation with its failure
+// status and a trace of what it was; a registration it could not bind is
+// withdrawn alone, so that it can be made again.
+TEST_F(HccdPortTest, CallTheHccdHandlerThrowsOnFailsSayingWhat) {
   unsigned char data[] = {1};
-  const auto send = [&] {
-    return handler->hccdControllerSendMessage(RadioChannel_1, portId(4), data,
-                                              1);
-  };
-  hccd.setSendHook([](unsigned, unsigned, const unsigned char*, unsigned) {
-    throw std::runtime_error("link down");
-  });
-  EXPECT_EQ(send(), ITrafHandler::kStatusFailure);
-  hccd.setSendHook(
-      [](unsigned, unsigned, const unsigned char*, unsigned) { throw 42; });
-  EXPECT_EQ(send(), ITrafHandler::kStatusFailure);
+  ASSERT_EQ(registerPort(1, 1), ITrafHandler::kStatusSuccess);
+  hccd.setObserver([](const Call&) { throw std::runtime_error("link down"); });
+  EXPECT_EQ(registerPort(1, 2), ITrafHandler::kStatusFailure);
+  EXPECT_EQ(
+      handler->hccdControllerSendMessage(RadioChannel_1, portId(4), data, 1),
+      ITrafHandler::kStatusFailure);
+  hccd.setObserver([](const Call&) { throw 42; });
+  EXPECT_EQ(
+      handler->hccdControllerSendMessage(RadioChannel_1, portId(4), data, 1),
+      ITrafHandler::kStatusFailure);
+  hccd.setObserver(nullptr);
 
+  EXPECT_EQ(registerPort(1, 2), ITrafHandler::kStatusSuccess);
+  EXPECT_EQ(registrations().size(), 2U);
   EXPECT_THAT(traceLines(1),
-              ElementsAre(Line{1, kSend, "Not completed: link down"},
+              ElementsAre(Line{1, kRegister, "Not completed: link down"},
+                          Line{1, kSend, "Not completed: link down"},
                           Line{1, kSend, "Not completed: unknown exception"}));
-}
-
-// Throws from its port bindings while `refusing` is set.
-class RefusingHccdHandler : public FakeHccdHandler {
- public:
-  int registerPort(unsigned int ctIndex, unsigned int portIndex,
-                   const rl::traf::HccdReceiveBinding& binding) override {
-    if (refusing) {
-      throw std::runtime_error("no binding");
-    }
-    return FakeHccdHandler::registerPort(ctIndex, portIndex, binding);
-  }
-  bool refusing = false;
-};
-
-TEST_F(HccdPortTest, RegistrationTheHccdHandlerCannotBindIsWithdrawnAlone) {
-  RefusingHccdHandler refusing;
-  tarvik::TrafHandler local(RadioChannel_2);
-  (void)local.initialize(refusing);
-  const auto registerOn = [&](std::uint32_t port) {
-    return local.hccdControllerRegisterPort(RadioChannel_1, portId(port),
-                                            &callback);
-  };
-  ASSERT_EQ(registerOn(1), ITrafHandler::kStatusSuccess);
-  refusing.refusing = true;
-
-  EXPECT_EQ(registerOn(2), ITrafHandler::kStatusFailure);
-  refusing.refusing = false;
-  EXPECT_EQ(registerOn(2), ITrafHandler::kStatusSuccess);
-
-  EXPECT_EQ(tarvik::TrafHandlerPeer::hccdPortRegistrations(local).size(), 2U);
-  local.deinitialize();  // before `refusing` is gone
 }
 
 // A refused operation. `initialized` false leaves the handler without its
 // HCC-D handler; else port 5 of channels 1 and 2 is registered before.
 struct Refused {
-  const char* name = "";
-  bool send = false;  // else a registration
-  std::uint32_t channel = 1;
-  std::uint32_t port = 5;
-  bool nullCallback = false;
-  bool initialized = true;
-  std::string text;
+  const char* name;
+  bool send;  // else a registration
+  std::uint32_t channel;
+  std::uint32_t port;
+  bool nullCallback;
+  bool initialized;
+  const char* text;
 };
 
 void PrintTo(const Refused& c, std::ostream* out) { *out << c.name; }
@@ -269,63 +223,222 @@ TEST_P(RefusedTest, FailsWithItsTextAndCallsAndListsNothing) {
               ElementsAre(Line{1, c.send ? kSend : kRegister, c.text}));
 }
 
-std::vector<Refused> refused() {
-  using testsupport::row;
-  return {
-      row<Refused>([](Refused& c) {
-        c.name = "RegisterSamePortOnTheSameChannel";
-        c.text = refusedText(1, 5);
-      }),
-      row<Refused>([](Refused& c) {
-        c.name = "RegisterOnChannelThree";
-        c.channel = 3;
-        c.text = refusedText(3, 5);
-      }),
-      row<Refused>([](Refused& c) {
-        c.name = "RegisterNullCallback";
-        c.port = 7;
-        c.nullCallback = true;
-        c.text = "ct 1: PortId 7 not registered, null callback";
-      }),
-      // The duplicate and channel checks come before every other refusal.
-      row<Refused>([](Refused& c) {
-        c.name = "RegisterDuplicateWithNullCallback";
-        c.nullCallback = true;
-        c.text = refusedText(1, 5);
-      }),
-      row<Refused>([](Refused& c) {
-        c.name = "RegisterOnChannelThreeBeforeInitialize";
-        c.channel = 3;
-        c.initialized = false;
-        c.nullCallback = true;
-        c.text = refusedText(3, 5);
-      }),
-      row<Refused>([](Refused& c) {
-        c.name = "RegisterBeforeInitialize";
-        c.initialized = false;
-        c.text =
-            "ct 1: PortId 5 not registered, no HCC-D handler, "
-            "initialize first";
-      }),
-      // Outside the load flags: refused before any flag is read.
-      row<Refused>([](Refused& c) {
-        c.name = "SendOnChannelThree";
-        c.send = true;
-        c.channel = 3;
-        c.text = "ct 3: channel not allowed for portId 5";
-      }),
-      row<Refused>([](Refused& c) {
-        c.name = "SendBeforeInitialize";
-        c.send = true;
-        c.initialized = false;
-        c.text = "ct 1: no HCC-D handler, message for portId 5 not sent";
-      }),
-  };
-}
+// The duplicate and channel checks come before every other refusal; sending
+// on channel 3 is refused before any load flag is read.
+const Refused kRefused[] = {
+    {"RegisterSamePortOnTheSameChannel", false, 1, 5, false, true,
+     "ct 1: PortId 5 already registered or channel not allowed"},
+    {"RegisterOnChannelThree", false, 3, 5, false, true,
+     "ct 3: PortId 5 already registered or channel not allowed"},
+    {"RegisterNullCallback", false, 1, 7, true, true,
+     "ct 1: PortId 7 not registered, null callback"},
+    {"RegisterDuplicateWithNullCallback", false, 1, 5, true, true,
+     "ct 1: PortId 5 already registered or channel not allowed"},
+    {"RegisterOnChannelThreeBeforeInitialize", false, 3, 5, true, false,
+     "ct 3: PortId 5 already registered or channel not allowed"},
+    {"RegisterBeforeInitialize", false, 1, 5, false, false,
+     "ct 1: PortId 5 not registered, no HCC-D handler, initialize first"},
+    {"SendOnChannelThree", true, 3, 5, false, true,
+     "ct 3: channel not allowed for portId 5"},
+    {"SendBeforeInitialize", true, 1, 5, false, false,
+     "ct 1: no HCC-D handler, message for portId 5 not sent"},
+};
 
-INSTANTIATE_TEST_SUITE_P(Cases, RefusedTest, testing::ValuesIn(refused()),
+INSTANTIATE_TEST_SUITE_P(Cases, RefusedTest, testing::ValuesIn(kRefused),
                          [](const testing::TestParamInfo<Refused>& param) {
                            return std::string(param.param.name);
                          });
+
+class ReceiveTableTest
+    : public HccdPortTest,
+      public testing::WithParamInterface<testsupport::PortRow> {};
+
+TEST_P(ReceiveTableTest, CallsTheCallbackOfTheIndexsPortIdWithTheSameData) {
+  const testsupport::PortRow row = GetParam();
+  RecordingHccdPortCallback callbacks[15];
+  for (std::uint32_t id = 0; id < 15; ++id) {
+    (void)registerPort(2, id, &callbacks[id]);
+  }
+  unsigned char data[] = {9, 8, 7};
+
+  tarvik::TrafHandlerPeer::invokeHccdPortCallback(*handler, RadioChannel_2,
+                                                  data, sizeof data, row.from);
+
+  for (std::uint32_t id = 0; id < 15; ++id) {
+    EXPECT_EQ(callbacks[id].messageCount(), id == row.to ? 1U : 0U) << id;
+  }
+  // Index 15 has no port id: the trace of its failure is another test's.
+  if (row.to != testsupport::kNoPort) {
+    EXPECT_THAT(callbacks[row.to].messages(),
+                ElementsAre(ReceivedHccdMessage{{9, 8, 7}, 3, portId(row.to)}));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    PortIndexes, ReceiveTableTest,
+    testing::ValuesIn(testsupport::portRows(nodefacts::kPortIdOfPortIndex)));
+
+// Port id 14 is registered on channel 2 only, and port id 15, which has no
+// port index but stays listed, on channel 1; it must not become channel 2's
+// port id 0. No channel but 1 and 2 has a dispatch table entry.
+TEST_F(HccdPortTest, NotFoundTraceNamesThePortTheChannelAndTheFirstByte) {
+  (void)registerPort(2, 14);
+  (void)registerPort(1, 15);
+  forgetHistory();
+  unsigned char data[] = {0xFF, 1};
+  const auto receive = [&](std::uint32_t channel, unsigned char* bytes,
+                           unsigned int length, unsigned int portIndex) {
+    tarvik::TrafHandlerPeer::invokeHccdPortCallback(
+        *handler, testsupport::channel(channel), bytes, length, portIndex);
+  };
+
+  receive(1, data, 2, 4);
+  receive(3, data, 2, 4);
+  receive(1, nullptr, 0, 4);
+  receive(1, data, 0, 4);
+  receive(2, data, 1, 0);
+
+  EXPECT_EQ(callback.messageCount(), 0U);
+  const std::string notFound = "Port id 14 not found, portIndex: 4, for ct ";
+  EXPECT_THAT(traceLines(1),
+              ElementsAre(failure(notFound + "1: Data: 255"),
+                          failure(notFound + "3: Data: 255"),
+                          failure(notFound + "1: Data: (none)"),
+                          failure(notFound + "1: Data: (none)"),
+                          failure("Port id 0 not found, portIndex: 0, for ct "
+                                  "2: Data: 255")));
+}
+
+// The entries reach the library's single handler, which the tests share: each
+// registers its own channels and ports. The fixture has initialised it, and
+// its HCC-D calls reach the fixture's `hccd`.
+class HccdEntryTest : public testsupport::TrafHandlerFixture {
+ protected:
+  static tarvik::TrafHandler& entryHandler() {
+    return tarvik::TrafHandler::getInstance(RadioChannel_1);
+  }
+
+  // Never freed: the single handler keeps it for good.
+  template <typename Callback, typename... Args>
+  static Callback& registerPort(RadioChannel channel, std::uint32_t port,
+                                Args... args) {
+    auto* const callback = new Callback(std::move(args)...);
+    EXPECT_EQ(entryHandler().hccdControllerRegisterPort(channel, portId(port),
+                                                        callback),
+              ITrafHandler::kStatusSuccess);
+    standin::TraceControl::clearRecords();
+    return *callback;
+  }
+};
+
+// Channel 0 is bound to ct 1 with the second entry, which dispatches as
+// channel 2: a port registered on channel 0 never receives.
+TEST_F(HccdEntryTest, EachEntryDispatchesAsItsChannel) {
+  auto& first = registerPort<RecordingHccdPortCallback>(RadioChannel_1, 0);
+  auto& second = registerPort<RecordingHccdPortCallback>(RadioChannel_2, 14);
+  auto& none =
+      registerPort<RecordingHccdPortCallback>(testsupport::channel(0), 9);
+  unsigned char data[] = {1, 2, 3};
+
+  EXPECT_EQ(hccDataReceivedCt1(nullptr, data, 3, 0), 0);
+  EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 2, 4), 0);
+  EXPECT_TRUE(hccd.deliver(1, 10, data, 1));
+
+  EXPECT_THAT(first.messages(),
+              ElementsAre(ReceivedHccdMessage{{1, 2, 3}, 3, portId(0)}));
+  EXPECT_THAT(second.messages(),
+              ElementsAre(ReceivedHccdMessage{{1, 2}, 2, portId(14)}));
+  EXPECT_EQ(none.messageCount(), 0U);
+}
+
+// A `std::exception` is traced by the dispatch, anything else by the entry,
+// which names itself.
+TEST_F(HccdEntryTest, CallbacksExceptionIsTracedAndGoesNoFurther) {
+  auto& failing = registerPort<FailingCallback>(
+      RadioChannel_1, 4, [] { throw std::runtime_error("port 4 overrun"); });
+  const auto throwInt = [] { throw 42; };
+  (void)registerPort<FailingCallback>(RadioChannel_1, 1, throwInt);
+  (void)registerPort<FailingCallback>(RadioChannel_2, 1, throwInt);
+  unsigned char data[] = {1};
+
+  EXPECT_EQ(hccDataReceivedCt1(nullptr, data, 1, 6), 0);
+  EXPECT_EQ(hccDataReceivedCt1(nullptr, data, 1, 1), 0);
+  EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 1, 1), 0);
+
+  EXPECT_EQ(failing.calls, 1);
+  const std::string unknown =
+      "Exception: unknown exception from HCC-D port callback, ct ";
+  EXPECT_THAT(
+      traceLines(1),
+      ElementsAre(failure("port 4 overrun"),
+                  Line{1, "hccDataReceivedCt1", unknown + "1, portIndex 1"},
+                  Line{1, "hccDataReceivedCt2", unknown + "2, portIndex 1"}));
+}
+
+// A trace facility that throws, from `isEnabled` or from its log calls,
+// costs no message its delivery, the sampled data trace's included, and
+// leaves no entry.
+TEST_F(HccdEntryTest, FailingTraceFacilityCostsNoMessageItsDelivery) {
+  auto& first = registerPort<RecordingHccdPortCallback>(RadioChannel_1, 7);
+  auto& second = registerPort<RecordingHccdPortCallback>(RadioChannel_2, 7);
+  auto& failing =
+      registerPort<FailingCallback>(RadioChannel_2, 8, [] { throw 42; });
+  unsigned char data[] = {1};
+  for (const bool fromIsEnabled : {true, false}) {
+    standin::TraceControl::setThrowing(testsupport::kTraceObject, fromIsEnabled,
+                                       !fromIsEnabled);
+    for (int i = 0; i < kTraceInterval; ++i) {
+      EXPECT_EQ(hccDataReceivedCt1(nullptr, data, 1, 8), 0);
+      EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 1, 8), 0);
+      EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 1, 15), 0);
+    }
+    EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 1, 9), 0);
+  }
+
+  EXPECT_EQ(first.messageCount(), std::size_t{kTraceInterval} * 2);
+  EXPECT_EQ(second.messageCount(), std::size_t{kTraceInterval} * 2);
+  EXPECT_EQ(failing.calls, 2);
+}
+
+// glibc ends an exiting thread by an unwinding that must reach the thread's
+// start; an entry that swallowed it would abort the process.
+TEST_F(HccdEntryTest, TransportThreadEndedInACallbackEndsAndTheProcessLives) {
+  auto& callback = registerPort<FailingCallback>(RadioChannel_1, 8,
+                                                 [] { pthread_exit(nullptr); });
+  bool entryReturned = false;
+  std::thread([&entryReturned] {
+    unsigned char data[] = {1};
+    (void)hccDataReceivedCt1(nullptr, data, 1, 9);
+    entryReturned = true;
+  }).join();
+
+  EXPECT_FALSE(entryReturned);
+  EXPECT_EQ(callback.calls, 1);
+}
+
+TEST_F(HccdEntryTest, DataTraceComesWithEvery202ndMessageAcrossBothEntries) {
+  (void)registerPort<FailingCallback>(RadioChannel_1, 2, [] {});
+  (void)registerPort<FailingCallback>(RadioChannel_2, 2, [] {});
+  unsigned char data[] = {0};
+  // Up to the next data trace, then forgotten: the next 201 messages are not
+  // traced and the 202nd is.
+  for (int i = 0; i < kTraceInterval && traceLines(5).empty(); ++i) {
+    (void)hccDataReceivedCt1(nullptr, data, 1, 2);
+  }
+  ASSERT_THAT(traceLines(5), testing::SizeIs(1));
+  standin::TraceControl::clearRecords();
+
+  // Each message names itself in its first byte; the last one is empty.
+  for (int n = 1; n <= 2 * kTraceInterval; ++n) {
+    data[0] = static_cast<unsigned char>(n);
+    auto* const entry = n % 2 == 0 ? &hccDataReceivedCt2 : &hccDataReceivedCt1;
+    (void)entry(nullptr, n < 2 * kTraceInterval ? data : nullptr,
+                n < 2 * kTraceInterval ? 1 : 0, 2);
+  }
+
+  EXPECT_THAT(traceLines(5),
+              ElementsAre(Line{5, kInvoke, "ct 2: Data: 202"},
+                          Line{5, kInvoke, "ct 2: Data: (none)"}));
+}
 
 }  // namespace
