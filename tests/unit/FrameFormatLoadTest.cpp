@@ -101,7 +101,8 @@ TEST_F(FrameFormatLoadTest, LoadMarkOfAChannelOutsideTheTablesIsIgnored) {
 // What module initialisation left unbound for channel 1.
 enum class Missing { Nothing, FecTypeDriver, FrameFormat, XauiDriver };
 
-// A load phase that fails answers `kPhaseFailure` and traces `failure` at level 1.
+// A load phase that fails answers `kPhaseFailure` and traces `failure` at
+// level 1.
 struct LoadCase {
   const char* label = "Success";
   Missing missing = Missing::Nothing;
