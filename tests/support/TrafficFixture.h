@@ -37,6 +37,24 @@ inline std::vector<standin::FakeDriver::Call> driverCalls(
 
 class TrafficFixture : public TrafHandlerFixture {
  protected:
+  static constexpr std::uint32_t kPhaseSuccess =
+      tarvik::TrafHandler::kPhaseSuccess;
+  static constexpr std::uint32_t kPhaseFailure =
+      tarvik::TrafHandler::kPhaseFailure;
+
+  // The phase work of the handler's module object of `channel`.
+  std::uint32_t moduleInit(RadioChannel channel) {
+    return tarvik::TrafHandlerPeer::doOnModuleInit(*handler, channel);
+  }
+  std::uint32_t preLoad(RadioChannel channel) {
+    return tarvik::TrafHandlerPeer::doOnPhasePreFrameformatLoad(*handler,
+                                                                channel);
+  }
+  std::uint32_t postLoad(RadioChannel channel) {
+    return tarvik::TrafHandlerPeer::doOnPhasePostFrameformatLoad(*handler,
+                                                                 channel);
+  }
+
   static void registerFrameFormat(unsigned channel, IInterface* object) {
     ASSERT_EQ(InterfaceBroker::getInstance()->registerInterface(
                   "IFrameFormat_" + std::to_string(channel), object),
@@ -46,10 +64,8 @@ class TrafficFixture : public TrafHandlerFixture {
   // Adds the drivers and the frame-format object of `channel` and runs its
   // module initialisation, which must succeed; then forgets the history.
   // The driver `withoutRecord` is answered without a record, and so stays
-  // unbound; `withFrameFormat` false leaves the registry without the
-  // channel's frame-format object.
-  void bindChannel(unsigned channel, const std::string& withoutRecord = "",
-                   bool withFrameFormat = true) {
+  // unbound.
+  void bindChannel(unsigned channel, const std::string& withoutRecord = "") {
     for (const std::string& name : channelDriverNames(channel)) {
       if (name == withoutRecord) {
         standin::FakeDriverLayer::instance().setGetInterfaceStatus(name, 0);
@@ -57,17 +73,8 @@ class TrafficFixture : public TrafHandlerFixture {
         (void)driver(name);
       }
     }
-    if (withFrameFormat) {
-      registerFrameFormat(channel,
-                          channel == 1 ? &frameFormat1 : &frameFormat2);
-    }
-    // Without a frame-format object the phase fails, but only at its end.
-    const std::uint32_t expected = withFrameFormat
-                                       ? tarvik::TrafHandler::kPhaseSuccess
-                                       : tarvik::TrafHandler::kPhaseFailure;
-    ASSERT_EQ(tarvik::TrafHandlerPeer::doOnModuleInit(
-                  *handler, static_cast<RadioChannel>(channel)),
-              expected);
+    registerFrameFormat(channel, channel == 1 ? &frameFormat1 : &frameFormat2);
+    ASSERT_EQ(moduleInit(static_cast<RadioChannel>(channel)), kPhaseSuccess);
     forgetHistory();
   }
 

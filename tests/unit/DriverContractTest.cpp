@@ -8,7 +8,6 @@
 #include <string>
 
 #include "DriverAccess.h"
-#include "TrafHandlerPeer.h"
 #include "TrafficFixture.h"
 
 namespace {
@@ -45,9 +44,8 @@ TEST_P(DriverStatusTest, EveryDriverCallAppliesTheStatusRule) {
 
   EXPECT_EQ(handler->dspIfSetXauiPacketSize(1500), c.success ? 0U : 1U);
   EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), c.success ? 0U : 1U);
-  EXPECT_EQ(tarvik::TrafHandlerPeer::doOnModuleInit(*handler, RadioChannel_2),
-            c.success ? tarvik::TrafHandler::kPhaseSuccess
-                      : tarvik::TrafHandler::kPhaseFailure);
+  EXPECT_EQ(moduleInit(RadioChannel_2),
+            c.success ? kPhaseSuccess : kPhaseFailure);
 }
 
 INSTANTIATE_TEST_SUITE_P(Statuses, DriverStatusTest,
@@ -81,9 +79,7 @@ TEST_F(ThrowingDriverTest, FailsTheOperationSayingWhat) {
             ITrafHandler::kStatusFailure);
   EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, value, value),
             ITrafHandler::kStatusFailure);
-  EXPECT_EQ(tarvik::TrafHandlerPeer::doOnPhasePostFrameformatLoad(
-                *handler, RadioChannel_1),
-            tarvik::TrafHandler::kPhaseFailure);
+  EXPECT_EQ(postLoad(RadioChannel_1), kPhaseFailure);
 
   using testsupport::Line;
   const std::string text = "Not completed: bus error";
