@@ -5,7 +5,7 @@
 // and implement `HccdPortCallback`, and the module calls the platform's
 // `rl::traf::HccdHandlerBase` and `IFrameFormat`. Each side calls by slot
 // index, so a reordered or inserted declaration breaks the other side
-// silently; these tests read the slots the compiler assigned.
+// silently; this test reads the slots the compiler assigned.
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -45,10 +45,8 @@ SlotEntry slotOf(const char* operation, MemberFunction memberFunction) {
   const bool isVirtual = (words[0] & 1) != 0;
   const std::ptrdiff_t offset = words[0] - 1;
 #endif
-  if (!isVirtual || offset % kWord != 0) {
-    return {operation, false, -1};
-  }
-  return {operation, true, offset / kWord};
+  const bool valid = isVirtual && offset % kWord == 0;
+  return {operation, valid, valid ? offset / kWord : -1};
 }
 
 // The entry of `Class::operation`, named as declared.
@@ -66,53 +64,33 @@ void expectSlotsFollowTheDestructor(const std::vector<SlotEntry>& entries) {
   }
 }
 
-TEST(VirtualSlotOrderTest, TrafHandlerInterfaceOperationsFollowTheDestructor) {
-  expectSlotsFollowTheDestructor({
-      SLOT(ITrafHandler, registerPhases),
-      SLOT(ITrafHandler, hccdControllerStartStop),
-      SLOT(ITrafHandler, hccdControllerSendMessage),
-      SLOT(ITrafHandler, hccdControllerRegisterPort),
-      SLOT(ITrafHandler, mlmSetChannelStatus),
-      SLOT(ITrafHandler, mlmGetAisRdi),
-      SLOT(ITrafHandler, rliForceUnlockInsertion),
-      SLOT(ITrafHandler, rliResetI2C),
-      SLOT(ITrafHandler, getNumberOfNativeRlChannel),
-      SLOT(ITrafHandler, rlaGetRatesForTaps),
-      SLOT(ITrafHandler, isLinkUp),
-      SLOT(ITrafHandler, dspIfGetXauiPacketSize),
-      SLOT(ITrafHandler, dspIfSetXauiPacketSize),
-  });
-}
-
-TEST(VirtualSlotOrderTest, PortCallbackReceiveOperationFollowsTheDestructor) {
-  using Callback = ITrafHandler::HccdPortCallback;
-  expectSlotsFollowTheDestructor({SLOT(Callback, onHccdDataReceived)});
-}
-
-// The phase callbacks in the order the node's list of phases gives them.
-TEST(VirtualSlotOrderTest, ModuleObjectPhaseCallbacksFollowTheDestructor) {
+TEST(VirtualSlotOrderTest, SharedInterfacesKeepTheirDeclarationOrder) {
+  using T = ITrafHandler;
+  expectSlotsFollowTheDestructor(
+      {SLOT(T, registerPhases), SLOT(T, hccdControllerStartStop),
+       SLOT(T, hccdControllerSendMessage), SLOT(T, hccdControllerRegisterPort),
+       SLOT(T, mlmSetChannelStatus), SLOT(T, mlmGetAisRdi),
+       SLOT(T, rliForceUnlockInsertion), SLOT(T, rliResetI2C),
+       SLOT(T, getNumberOfNativeRlChannel), SLOT(T, rlaGetRatesForTaps),
+       SLOT(T, isLinkUp), SLOT(T, dspIfGetXauiPacketSize),
+       SLOT(T, dspIfSetXauiPacketSize)});
+  expectSlotsFollowTheDestructor(
+      {SLOT(ITrafHandler::HccdPortCallback, onHccdDataReceived)});
+  // The phase callbacks in the order the node's list of phases gives them.
   using M = ModuleInterface;
   expectSlotsFollowTheDestructor({
 #define OVT_PHASE(id, name) SLOT(M, on##name),
 #include "Phases.def"
   });
-}
-
-TEST(VirtualSlotOrderTest, HccdHandlerOperationsFollowTheDestructor) {
   using H = rl::traf::HccdHandlerBase;
   expectSlotsFollowTheDestructor({SLOT(H, startService), SLOT(H, stopService),
                                   SLOT(H, registerPort), SLOT(H, sendMessage)});
-}
-
-// The module calls only the first and the last; the two between keep
-// getFecType where the platform's frame-format objects have it.
-TEST(VirtualSlotOrderTest, FrameFormatOperationsFollowTheDestructor) {
-  expectSlotsFollowTheDestructor({
-      SLOT(IFrameFormat, getXauiPacketSize),
-      SLOT(IFrameFormat, getFrameFormatId),
-      SLOT(IFrameFormat, getChannelBandwidth),
-      SLOT(IFrameFormat, getFecType),
-  });
+  // The module calls only the first and the last; the two between keep
+  // getFecType where the platform's frame-format objects have it.
+  using F = IFrameFormat;
+  expectSlotsFollowTheDestructor(
+      {SLOT(F, getXauiPacketSize), SLOT(F, getFrameFormatId),
+       SLOT(F, getChannelBandwidth), SLOT(F, getFecType)});
 }
 
 }  // namespace

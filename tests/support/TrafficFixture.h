@@ -15,25 +15,13 @@
 
 namespace testsupport {
 
-// The drivers of channels 1 and 2. Built once at start-up of the test
+// The drivers of channel 1. Built once at start-up of the test
 // program, where an allocation failure may well end it.
 // NOLINTBEGIN(cert-err58-cpp)
 inline const std::string kFec1 = channelDriver(1, nodefacts::kFecTypeSuffix);
 inline const std::string kDsp1 = channelDriver(1, nodefacts::kDspRateSuffix);
 inline const std::string kIdle1 = channelDriver(1, nodefacts::kIdleRateSuffix);
-inline const std::string kFec2 = channelDriver(2, nodefacts::kFecTypeSuffix);
-inline const std::string kDsp2 = channelDriver(2, nodefacts::kDspRateSuffix);
-inline const std::string kIdle2 = channelDriver(2, nodefacts::kIdleRateSuffix);
 // NOLINTEND(cert-err58-cpp)
-
-// Calls the driver `name` received, or none when no such driver was added.
-inline std::vector<standin::FakeDriver::Call> driverCalls(
-    const std::string& name) {
-  const standin::FakeDriver* const driver =
-      standin::FakeDriverLayer::instance().find(name);
-  return driver != nullptr ? driver->calls()
-                           : std::vector<standin::FakeDriver::Call>{};
-}
 
 class TrafficFixture : public TrafHandlerFixture {
  protected:

@@ -23,9 +23,6 @@ struct StatusCase {
 
 void PrintTo(const StatusCase& c, std::ostream* out) { *out << c.status; }
 
-StatusCase succeeds(std::int32_t status) { return {status, true}; }
-StatusCase fails(std::int32_t status) { return {status, false}; }
-
 class DriverStatusTest : public testsupport::TrafficFixture,
                          public testing::WithParamInterface<StatusCase> {};
 
@@ -48,19 +45,12 @@ TEST_P(DriverStatusTest, EveryDriverCallAppliesTheStatusRule) {
             c.success ? kPhaseSuccess : kPhaseFailure);
 }
 
-INSTANTIATE_TEST_SUITE_P(Statuses, DriverStatusTest,
-                         testing::Values(succeeds(0), succeeds(32767),
-                                         fails(32768), fails(65535),
-                                         fails(65536), succeeds(-1),
-                                         succeeds(INT32_MIN),
-                                         fails(INT32_MAX)));
-
-std::int32_t throwingWrite(void* /*handle*/, std::uint32_t /*value*/) {
-  throw std::runtime_error("bus error");
-}
-std::int32_t throwingRead(void* /*handle*/, std::uint32_t* /*value*/) {
-  throw std::runtime_error("bus error");
-}
+INSTANTIATE_TEST_SUITE_P(
+    Statuses, DriverStatusTest,
+    testing::Values(StatusCase{0, true}, StatusCase{32767, true},
+                    StatusCase{32768, false}, StatusCase{65535, false},
+                    StatusCase{65536, false}, StatusCase{-1, true},
+                    StatusCase{INT32_MIN, true}, StatusCase{INT32_MAX, false}));
 
 class ThrowingDriverTest : public testsupport::TrafficFixture {};
 
@@ -69,16 +59,20 @@ class ThrowingDriverTest : public testsupport::TrafficFixture {};
 TEST_F(ThrowingDriverTest, FailsTheOperationSayingWhat) {
   bindChannel(1);
   for (const std::string& name : testsupport::channelDriverNames(1)) {
-    driver(name).record()->write = &throwingWrite;
-    driver(name).record()->read = &throwingRead;
+    driver(name).record()->write = [](void*, std::uint32_t) -> std::int32_t {
+      throw std::runtime_error("bus error");
+    };
+    driver(name).record()->read = [](void*, std::uint32_t*) -> std::int32_t {
+      throw std::runtime_error("bus error");
+    };
   }
   unsigned int value = 0;
+  constexpr std::uint32_t kFailure = ITrafHandler::kStatusFailure;
 
-  EXPECT_EQ(handler->dspIfSetXauiPacketSize(1), ITrafHandler::kStatusFailure);
-  EXPECT_EQ(handler->dspIfGetXauiPacketSize(value),
-            ITrafHandler::kStatusFailure);
+  EXPECT_EQ(handler->dspIfSetXauiPacketSize(1), kFailure);
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(value), kFailure);
   EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, value, value),
-            ITrafHandler::kStatusFailure);
+            kFailure);
   EXPECT_EQ(postLoad(RadioChannel_1), kPhaseFailure);
 
   using testsupport::Line;

@@ -89,21 +89,14 @@ std::vector<std::string> sourceLines(const std::filesystem::path& file) {
 // `column` on closes; literals and line comments left out.
 std::size_t closingLine(const std::vector<std::string>& lines,
                         std::size_t first, std::size_t column) {
+  static const std::regex ignored(
+      R"re("([^"\\]|\\.)*"|'([^'\\]|\\.)*'|//.*)re");
   int depth = 0;
   for (std::size_t i = first; i < lines.size(); ++i, column = 0) {
-    char quote = 0;
-    for (std::size_t c = column; c < lines[i].size(); ++c) {
-      const char ch = lines[i][c];
-      if (quote != 0) {
-        c += ch == '\\' ? 1 : 0;
-        quote = ch == quote ? '\0' : quote;
-      } else if (ch == '"' || ch == '\'') {
-        quote = ch;
-      } else if (lines[i].compare(c, 2, "//") == 0) {
-        break;
-      } else if (ch == '(' || ch == '{') {
-        ++depth;
-      } else if ((ch == ')' || ch == '}') && --depth == 0) {
+    for (const char ch :
+         std::regex_replace(lines[i].substr(column), ignored, "")) {
+      depth += (ch == '(' || ch == '{') ? 1 : 0;
+      if ((ch == ')' || ch == '}') && --depth == 0) {
         return i;
       }
     }
