@@ -16,12 +16,8 @@ using testsupport::channelDriver;
 using testsupport::kFecType;
 using testsupport::kXaui;
 
-struct StatusCase {
-  std::int32_t status;
-  bool success;
-};
-
-void PrintTo(const StatusCase& c, std::ostream* out) { *out << c.status; }
+// A status, and whether it means success.
+using StatusCase = std::pair<std::int32_t, bool>;
 
 class DriverStatusTest : public testsupport::TrafficFixture,
                          public testing::WithParamInterface<StatusCase> {};
@@ -29,28 +25,28 @@ class DriverStatusTest : public testsupport::TrafficFixture,
 // A signed comparison with 32768, not a test of bit 15: 65536 fails and -1
 // succeeds.
 TEST_P(DriverStatusTest, EveryDriverCallAppliesTheStatusRule) {
-  const StatusCase& c = GetParam();
+  const auto [status, success] = GetParam();
   bindChannel(1);
-  driver(kXaui).setWriteStatus(c.status);
-  driver(kXaui).setReadStatus(c.status);
+  driver(kXaui).setWriteStatus(status);
+  driver(kXaui).setReadStatus(status);
   addDrivers(2);
   registerFrameFormat(2, &frameFormat2);
   standin::FakeDriverLayer::instance().setGetInterfaceStatus(
-      channelDriver(2, kFecType), c.status);
+      channelDriver(2, kFecType), status);
   unsigned int size = 0;
 
-  EXPECT_EQ(handler->dspIfSetXauiPacketSize(1500), c.success ? 0U : 1U);
-  EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), c.success ? 0U : 1U);
+  EXPECT_EQ(handler->dspIfSetXauiPacketSize(1500), success ? 0U : 1U);
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), success ? 0U : 1U);
   EXPECT_EQ(moduleInit(RadioChannel_2),
-            c.success ? kPhaseSuccess : kPhaseFailure);
+            success ? kPhaseSuccess : kPhaseFailure);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Statuses, DriverStatusTest,
-    testing::Values(StatusCase{0, true}, StatusCase{32767, true},
-                    StatusCase{32768, false}, StatusCase{65535, false},
-                    StatusCase{65536, false}, StatusCase{-1, true},
-                    StatusCase{INT32_MIN, true}, StatusCase{INT32_MAX, false}));
+    testing::Values(StatusCase(0, true), StatusCase(32767, true),
+                    StatusCase(32768, false), StatusCase(65535, false),
+                    StatusCase(65536, false), StatusCase(-1, true),
+                    StatusCase(INT32_MIN, true), StatusCase(INT32_MAX, false)));
 
 class ThrowingDriverTest : public testsupport::TrafficFixture {};
 
