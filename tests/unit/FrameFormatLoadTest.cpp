@@ -97,7 +97,6 @@ INSTANTIATE_TEST_SUITE_P(Channels, LoadingChannelTest, testing::Values(1U, 2U));
 // the XAUI driver. The channel's bindings missing: `InitFailureTest`.
 struct LoadCase {
   const char* label;
-  bool xauiUnbound;
   std::int32_t fecWriteStatus;
   std::int32_t xauiWriteStatus;
   const char* failure;
@@ -105,23 +104,24 @@ struct LoadCase {
   std::int32_t fecType;
   std::uint32_t xauiPacketSize;
   std::uint32_t fecTypeWord;  // the FEC type as its driver gets it
+  bool xauiUnbound;
 };
 
 void PrintTo(const LoadCase& c, std::ostream* out) { *out << c.label; }
 
 const LoadCase kLoadCases[] = {
-    {"Success", false, 0, 0, nullptr, 2, 5, 1500, 5},
-    {"FecTypeWriteFails", false, 32768, 0,
-     " Failed to write FEC type to driver for channel 1", 1, 5, 1500, 5},
+    {"Success", 0, 0, nullptr, 2, 5, 1500, 5, false},
+    {"FecTypeWriteFails", 32768, 0,
+     " Failed to write FEC type to driver for channel 1", 1, 5, 1500, 5, false},
     // The FEC type stays written: there is no rollback.
-    {"XauiDriverUnbound", true, 0, 0,
-     " XAUI Packet size driver interface not found", 1, 5, 1500, 5},
-    {"XauiWriteFails", false, 0, 32768,
-     " Failed to write XAUI packet size to driver", 2, 5, 1500, 5},
-    {"NegativeFecTypeReachesTheDriverUnchanged", false, 0, 0, nullptr, 2, -7, 0,
-     0xFFFFFFF9U},
-    {"LowestFecTypeReachesTheDriverUnchanged", false, 0, 0, nullptr, 2,
-     INT32_MIN, 0xFFFFFFFFU, 0x80000000U},
+    {"XauiDriverUnbound", 0, 0, " XAUI Packet size driver interface not found",
+     1, 5, 1500, 5, true},
+    {"XauiWriteFails", 0, 32768, " Failed to write XAUI packet size to driver",
+     2, 5, 1500, 5, false},
+    {"NegativeFecTypeReachesTheDriverUnchanged", 0, 0, nullptr, 2, -7, 0,
+     0xFFFFFFF9U, false},
+    {"LowestFecTypeReachesTheDriverUnchanged", 0, 0, nullptr, 2, INT32_MIN,
+     0xFFFFFFFFU, 0x80000000U, false},
 };
 
 class PostLoadTest : public FrameFormatLoadTest,
