@@ -27,13 +27,13 @@ constexpr std::size_t kWord = sizeof(void*);
 TEST(RecordLayoutTest, DriverOperationsTakeTheHandleAndA32BitWord) {
   using Write = std::int32_t (*)(void*, std::uint32_t);
   using Read = std::int32_t (*)(void*, std::uint32_t*);
-  EXPECT_TRUE((std::is_same<decltype(CDriver_Interface::write), Write>::value));
-  EXPECT_TRUE((std::is_same<decltype(CDriver_Interface::read), Read>::value));
+  EXPECT_TRUE((std::is_same_v<decltype(CDriver_Interface::write), Write>));
+  EXPECT_TRUE((std::is_same_v<decltype(CDriver_Interface::read), Read>));
 }
 
 TEST(RecordLayoutTest, ReceiveBindingHoldsContextThenReceiveFunction) {
   using rl::traf::HccdReceiveBinding;
-  EXPECT_TRUE(std::is_standard_layout<HccdReceiveBinding>::value);
+  EXPECT_TRUE(std::is_standard_layout_v<HccdReceiveBinding>);
   EXPECT_EQ(sizeof(HccdReceiveBinding), 2 * kWord);
   EXPECT_EQ(offsetof(HccdReceiveBinding, context), 0 * kWord);
   EXPECT_EQ(offsetof(HccdReceiveBinding, receiveFunction), 1 * kWord);
@@ -43,16 +43,15 @@ TEST(RecordLayoutTest, ReceiveBindingHoldsContextThenReceiveFunction) {
 // pointer; their C signature is not part of their symbol names.
 TEST(RecordLayoutTest, ReceiveEntriesHaveTheReceiveFunctionType) {
   using Function = rl::traf::HccdReceiveFunction;
-  EXPECT_TRUE((std::is_same<decltype(&hccDataReceivedCt1), Function>::value));
-  EXPECT_TRUE((std::is_same<decltype(&hccDataReceivedCt2), Function>::value));
-  EXPECT_TRUE(
-      (std::is_same<Function, int (*)(void*, unsigned char*, unsigned int,
-                                      unsigned int)>::value));
+  EXPECT_TRUE((std::is_same_v<decltype(&hccDataReceivedCt1), Function>));
+  EXPECT_TRUE((std::is_same_v<decltype(&hccDataReceivedCt2), Function>));
+  using Signature = int (*)(void*, unsigned char*, unsigned int, unsigned int);
+  EXPECT_TRUE((std::is_same_v<Function, Signature>));
 }
 
 TEST(RecordLayoutTest, PortCallbackPairHoldsPortIdThenCallback) {
   using Pair = tarvik::TrafHandler::HccdPortCallbackPair;
-  EXPECT_TRUE(std::is_standard_layout<Pair>::value);
+  EXPECT_TRUE(std::is_standard_layout_v<Pair>);
   // portId is 32 bits, padded to the pointer's alignment on a 64-bit host.
   EXPECT_EQ(sizeof(Pair), 2 * kWord);
   EXPECT_EQ(offsetof(Pair, portId), 0 * kWord);
@@ -63,7 +62,7 @@ TEST(RecordLayoutTest, SharedEnumerationsAreUnsigned32Bits) {
   const auto isUnsigned32 = [](auto value) {
     using Enum = decltype(value);
     return sizeof(Enum) == 4 &&
-           std::is_unsigned<std::underlying_type_t<Enum>>::value;
+           std::is_unsigned_v<std::underlying_type_t<Enum>>;
   };
   EXPECT_TRUE(isUnsigned32(RadioChannel{}));
   EXPECT_TRUE(isUnsigned32(ITrafHandler::Action{}));
@@ -74,7 +73,7 @@ TEST(RecordLayoutTest, SharedEnumerationsAreUnsigned32Bits) {
 }
 
 TEST(RecordLayoutTest, TraceHeaderHoldsFileLineFunction) {
-  EXPECT_TRUE(std::is_standard_layout<QelTraceHeader>::value);
+  EXPECT_TRUE(std::is_standard_layout_v<QelTraceHeader>);
   EXPECT_EQ(sizeof(QelTraceHeader::line), 4U);
   EXPECT_EQ(offsetof(QelTraceHeader, file), 0 * kWord);
   EXPECT_EQ(offsetof(QelTraceHeader, line), 1 * kWord);

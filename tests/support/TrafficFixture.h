@@ -15,28 +15,34 @@
 
 namespace testsupport {
 
-// The drivers of channels 1 and 2. Built once at start-up of the test
+// The drivers of channel 1. Built once at start-up of the test
 // program, where an allocation failure may well end it.
 // NOLINTBEGIN(cert-err58-cpp)
 inline const std::string kFec1 = channelDriver(1, nodefacts::kFecTypeSuffix);
 inline const std::string kDsp1 = channelDriver(1, nodefacts::kDspRateSuffix);
 inline const std::string kIdle1 = channelDriver(1, nodefacts::kIdleRateSuffix);
-inline const std::string kFec2 = channelDriver(2, nodefacts::kFecTypeSuffix);
-inline const std::string kDsp2 = channelDriver(2, nodefacts::kDspRateSuffix);
-inline const std::string kIdle2 = channelDriver(2, nodefacts::kIdleRateSuffix);
 // NOLINTEND(cert-err58-cpp)
-
-// Calls the driver `name` received, or none when no such driver was added.
-inline std::vector<standin::FakeDriver::Call> driverCalls(
-    const std::string& name) {
-  const standin::FakeDriver* const driver =
-      standin::FakeDriverLayer::instance().find(name);
-  return driver != nullptr ? driver->calls()
-                           : std::vector<standin::FakeDriver::Call>{};
-}
 
 class TrafficFixture : public TrafHandlerFixture {
  protected:
+  static constexpr std::uint32_t kPhaseSuccess =
+      tarvik::TrafHandler::kPhaseSuccess;
+  static constexpr std::uint32_t kPhaseFailure =
+      tarvik::TrafHandler::kPhaseFailure;
+
+  // The phase work of the handler's module object of `channel`.
+  std::uint32_t moduleInit(RadioChannel channel) {
+    return tarvik::TrafHandlerPeer::doOnModuleInit(*handler, channel);
+  }
+  std::uint32_t preLoad(RadioChannel channel) {
+    return tarvik::TrafHandlerPeer::doOnPhasePreFrameformatLoad(*handler,
+                                                                channel);
+  }
+  std::uint32_t postLoad(RadioChannel channel) {
+    return tarvik::TrafHandlerPeer::doOnPhasePostFrameformatLoad(*handler,
+                                                                 channel);
+  }
+
   static void registerFrameFormat(unsigned channel, IInterface* object) {
     ASSERT_EQ(InterfaceBroker::getInstance()->registerInterface(
                   "IFrameFormat_" + std::to_string(channel), object),
@@ -46,10 +52,8 @@ class TrafficFixture : public TrafHandlerFixture {
   // Adds the drivers and the frame-format object of `channel` and runs its
   // module initialisation, which must succeed; then forgets the history.
   // The driver `withoutRecord` is answered without a record, and so stays
-  // unbound; `withFrameFormat` false leaves the registry without the
-  // channel's frame-format object.
-  void bindChannel(unsigned channel, const std::string& withoutRecord = "",
-                   bool withFrameFormat = true) {
+  // unbound.
+  void bindChannel(unsigned channel, const std::string& withoutRecord = "") {
     for (const std::string& name : channelDriverNames(channel)) {
       if (name == withoutRecord) {
         standin::FakeDriverLayer::instance().setGetInterfaceStatus(name, 0);
@@ -57,17 +61,8 @@ class TrafficFixture : public TrafHandlerFixture {
         (void)driver(name);
       }
     }
-    if (withFrameFormat) {
-      registerFrameFormat(channel,
-                          channel == 1 ? &frameFormat1 : &frameFormat2);
-    }
-    // Without a frame-format object the phase fails, but only at its end.
-    const std::uint32_t expected = withFrameFormat
-                                       ? tarvik::TrafHandler::kPhaseSuccess
-                                       : tarvik::TrafHandler::kPhaseFailure;
-    ASSERT_EQ(tarvik::TrafHandlerPeer::doOnModuleInit(
-                  *handler, static_cast<RadioChannel>(channel)),
-              expected);
+    registerFrameFormat(channel, channel == 1 ? &frameFormat1 : &frameFormat2);
+    ASSERT_EQ(moduleInit(static_cast<RadioChannel>(channel)), kPhaseSuccess);
     forgetHistory();
   }
 

@@ -8,7 +8,6 @@
 #include <string>
 
 #include "DriverAccess.h"
-#include "TrafHandlerPeer.h"
 #include "TrafficFixture.h"
 
 namespace {
@@ -17,15 +16,8 @@ using testsupport::channelDriver;
 using testsupport::kFecType;
 using testsupport::kXaui;
 
-struct StatusCase {
-  std::int32_t status;
-  bool success;
-};
-
-void PrintTo(const StatusCase& c, std::ostream* out) { *out << c.status; }
-
-StatusCase succeeds(std::int32_t status) { return {status, true}; }
-StatusCase fails(std::int32_t status) { return {status, false}; }
+// A status, and whether it means success.
+using StatusCase = std::pair<std::int32_t, bool>;
 
 class DriverStatusTest : public testsupport::TrafficFixture,
                          public testing::WithParamInterface<StatusCase> {};
@@ -33,36 +25,28 @@ class DriverStatusTest : public testsupport::TrafficFixture,
 // A signed comparison with 32768, not a test of bit 15: 65536 fails and -1
 // succeeds.
 TEST_P(DriverStatusTest, EveryDriverCallAppliesTheStatusRule) {
-  const StatusCase& c = GetParam();
+  const auto [status, success] = GetParam();
   bindChannel(1);
-  driver(kXaui).setWriteStatus(c.status);
-  driver(kXaui).setReadStatus(c.status);
+  driver(kXaui).setWriteStatus(status);
+  driver(kXaui).setReadStatus(status);
   addDrivers(2);
   registerFrameFormat(2, &frameFormat2);
   standin::FakeDriverLayer::instance().setGetInterfaceStatus(
-      channelDriver(2, kFecType), c.status);
+      channelDriver(2, kFecType), status);
   unsigned int size = 0;
 
-  EXPECT_EQ(handler->dspIfSetXauiPacketSize(1500), c.success ? 0U : 1U);
-  EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), c.success ? 0U : 1U);
-  EXPECT_EQ(tarvik::TrafHandlerPeer::doOnModuleInit(*handler, RadioChannel_2),
-            c.success ? tarvik::TrafHandler::kPhaseSuccess
-                      : tarvik::TrafHandler::kPhaseFailure);
+  EXPECT_EQ(handler->dspIfSetXauiPacketSize(1500), success ? 0U : 1U);
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(size), success ? 0U : 1U);
+  EXPECT_EQ(moduleInit(RadioChannel_2),
+            success ? kPhaseSuccess : kPhaseFailure);
 }
 
-INSTANTIATE_TEST_SUITE_P(Statuses, DriverStatusTest,
-                         testing::Values(succeeds(0), succeeds(32767),
-                                         fails(32768), fails(65535),
-                                         fails(65536), succeeds(-1),
-                                         succeeds(INT32_MIN),
-                                         fails(INT32_MAX)));
-
-std::int32_t throwingWrite(void* /*handle*/, std::uint32_t /*value*/) {
-  throw std::runtime_error("bus error");
-}
-std::int32_t throwingRead(void* /*handle*/, std::uint32_t* /*value*/) {
-  throw std::runtime_error("bus error");
-}
+INSTANTIATE_TEST_SUITE_P(
+    Statuses, DriverStatusTest,
+    testing::Values(StatusCase(0, true), StatusCase(32767, true),
+                    StatusCase(32768, false), StatusCase(65535, false),
+                    StatusCase(65536, false), StatusCase(-1, true),
+                    StatusCase(INT32_MIN, true), StatusCase(INT32_MAX, false)));
 
 class ThrowingDriverTest : public testsupport::TrafficFixture {};
 
@@ -71,19 +55,21 @@ class ThrowingDriverTest : public testsupport::TrafficFixture {};
 TEST_F(ThrowingDriverTest, FailsTheOperationSayingWhat) {
   bindChannel(1);
   for (const std::string& name : testsupport::channelDriverNames(1)) {
-    driver(name).record()->write = &throwingWrite;
-    driver(name).record()->read = &throwingRead;
+    driver(name).record()->write = [](void*, std::uint32_t) -> std::int32_t {
+      throw std::runtime_error("bus error");
+    };
+    driver(name).record()->read = [](void*, std::uint32_t*) -> std::int32_t {
+      throw std::runtime_error("bus error");
+    };
   }
   unsigned int value = 0;
+  constexpr std::uint32_t kFailure = ITrafHandler::kStatusFailure;
 
-  EXPECT_EQ(handler->dspIfSetXauiPacketSize(1), ITrafHandler::kStatusFailure);
-  EXPECT_EQ(handler->dspIfGetXauiPacketSize(value),
-            ITrafHandler::kStatusFailure);
+  EXPECT_EQ(handler->dspIfSetXauiPacketSize(1), kFailure);
+  EXPECT_EQ(handler->dspIfGetXauiPacketSize(value), kFailure);
   EXPECT_EQ(handler->rlaGetRatesForTaps(RadioChannel_1, value, value),
-            ITrafHandler::kStatusFailure);
-  EXPECT_EQ(tarvik::TrafHandlerPeer::doOnPhasePostFrameformatLoad(
-                *handler, RadioChannel_1),
-            tarvik::TrafHandler::kPhaseFailure);
+            kFailure);
+  EXPECT_EQ(postLoad(RadioChannel_1), kPhaseFailure);
 
   using testsupport::Line;
   const std::string text = "Not completed: bus error";

@@ -15,7 +15,6 @@ using standin::FakeDriver;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testsupport::channelDriver;
-using testsupport::driverCalls;
 using testsupport::kFec1;
 using testsupport::kFecType;
 using testsupport::kXaui;
@@ -35,19 +34,20 @@ class FrameFormatLoadTest : public testsupport::TrafficFixture {
         channel, ITrafHandler::HccdPortId_0, &byte, 1);
   }
 
+  // What the driver `name` was given, each call a write.
+  std::vector<std::uint32_t> writtenValues(const std::string& name) {
+    std::vector<std::uint32_t> values;
+    for (const FakeDriver::Call& call : driver(name).calls()) {
+      EXPECT_EQ(call.kind, FakeDriver::Call::Write) << name;
+      values.push_back(call.value);
+    }
+    return values;
+  }
+
   std::vector<unsigned> sentCtIndexes() const {
     return testsupport::ctIndexesOf(hccd, standin::FakeHccdHandler::Call::Send);
   }
 };
-
-std::vector<std::uint32_t> writtenValues(const std::string& name) {
-  std::vector<std::uint32_t> values;
-  for (const FakeDriver::Call& call : driverCalls(name)) {
-    EXPECT_EQ(call.kind, FakeDriver::Call::Write) << name;
-    values.push_back(call.value);
-  }
-  return values;
-}
 
 class LoadingChannelTest : public FrameFormatLoadTest,
                            public testing::WithParamInterface<unsigned> {};
@@ -61,6 +61,12 @@ TEST_P(LoadingChannelTest, SendsOnItAreDroppedUntilItsPostLoadPhase) {
   ModuleInterface* const module =
       standin::ModuleManager::instance().find(testsupport::moduleId(loading));
   ASSERT_NE(module, nullptr);
+  // Only a channel with a table entry has a load mark to set: these change
+  // nothing below.
+  for (const std::uint32_t outside : {3U, 0xFFFFFFFFU}) {
+    tarvik::TrafHandlerPeer::indicateFrameFormatLoadInProgress(
+        *handler, static_cast<RadioChannel>(outside), true);
+  }
 
   EXPECT_EQ(standin::ModuleManager::runPhase(
                 *module, standin::Phase::PreFrameformatLoad),
@@ -81,116 +87,60 @@ TEST_P(LoadingChannelTest, SendsOnItAreDroppedUntilItsPostLoadPhase) {
   EXPECT_THAT(sentCtIndexes(), ElementsAre(other - 1, loading - 1));
   EXPECT_THAT(writtenValues(channelDriver(loading, kFecType)), ElementsAre(9U));
   EXPECT_THAT(writtenValues(kXaui), ElementsAre(loading == 1 ? 1500U : 9000U));
-  EXPECT_THAT(driverCalls(channelDriver(other, kFecType)), IsEmpty());
+  EXPECT_THAT(writtenValues(channelDriver(other, kFecType)), IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Channels, LoadingChannelTest, testing::Values(1U, 2U));
 
-// Only a channel with a table entry has a load mark to set.
-TEST_F(FrameFormatLoadTest, LoadMarkOfAChannelOutsideTheTablesIsIgnored) {
-  for (const std::uint32_t value : {3U, 0xFFFFFFFFU}) {
-    tarvik::TrafHandlerPeer::indicateFrameFormatLoadInProgress(
-        *handler, static_cast<RadioChannel>(value), true);
-  }
-
-  EXPECT_EQ(send(RadioChannel_1), 0U);
-  EXPECT_EQ(send(RadioChannel_2), 0U);
-  EXPECT_THAT(sentCtIndexes(), ElementsAre(0U, 1U));
-}
-
-// What module initialisation left unbound for channel 1.
-enum class Missing { Nothing, FecTypeDriver, FrameFormat, XauiDriver };
-
 // A load phase that fails answers `kPhaseFailure` and traces `failure` at
-// level 1.
+// level 1. Module initialisation bound channel 1 and, unless `xauiUnbound`,
+// the XAUI driver. The channel's bindings missing: `InitFailureTest`.
 struct LoadCase {
-  const char* label = "Success";
-  Missing missing = Missing::Nothing;
-  std::int32_t fecWriteStatus = 0;
-  std::int32_t xauiWriteStatus = 0;
-  const char* failure = nullptr;
-  std::size_t writes = 2;  // of the FEC type, then of the XAUI packet size
-  std::int32_t fecType = 5;
-  std::uint32_t xauiPacketSize = 1500;
-  std::uint32_t fecTypeWord = 5;  // the FEC type as its driver gets it
+  const char* label;
+  std::int32_t fecWriteStatus;
+  std::int32_t xauiWriteStatus;
+  const char* failure;
+  std::size_t writes;  // of the FEC type, then of the XAUI packet size
+  std::int32_t fecType;
+  std::uint32_t xauiPacketSize;
+  std::uint32_t fecTypeWord;  // the FEC type as its driver gets it
+  bool xauiUnbound;
 };
 
 void PrintTo(const LoadCase& c, std::ostream* out) { *out << c.label; }
 
-std::vector<LoadCase> loadCases() {
-  using testsupport::row;
-  return {
-      LoadCase{},
-      row<LoadCase>([](LoadCase& c) {
-        c.label = "FecTypeDriverUnbound";
-        c.missing = Missing::FecTypeDriver;
-        c.failure = " FEC type driver interface not found for channel 1";
-        c.writes = 0;
-      }),
-      row<LoadCase>([](LoadCase& c) {
-        c.label = "FrameFormatMissing";
-        c.missing = Missing::FrameFormat;
-        c.failure = " Frame format interface not found for channel 1";
-        c.writes = 0;
-      }),
-      row<LoadCase>([](LoadCase& c) {
-        c.label = "FecTypeWriteFails";
-        c.fecWriteStatus = 32768;
-        c.failure = " Failed to write FEC type to driver for channel 1";
-        c.writes = 1;
-      }),
-      // The FEC type stays written: there is no rollback.
-      row<LoadCase>([](LoadCase& c) {
-        c.label = "XauiDriverUnbound";
-        c.missing = Missing::XauiDriver;
-        c.failure = " XAUI Packet size driver interface not found";
-        c.writes = 1;
-      }),
-      row<LoadCase>([](LoadCase& c) {
-        c.label = "XauiWriteFails";
-        c.xauiWriteStatus = 32768;
-        c.failure = " Failed to write XAUI packet size to driver";
-      }),
-      row<LoadCase>([](LoadCase& c) {
-        c.label = "NegativeFecTypeReachesTheDriverUnchanged";
-        c.fecType = -7;
-        c.xauiPacketSize = 0;
-        c.fecTypeWord = 0xFFFFFFF9U;
-      }),
-      row<LoadCase>([](LoadCase& c) {
-        c.label = "LowestFecTypeReachesTheDriverUnchanged";
-        c.fecType = INT32_MIN;
-        c.xauiPacketSize = 0xFFFFFFFFU;
-        c.fecTypeWord = 0x80000000U;
-      }),
-  };
-}
+const LoadCase kLoadCases[] = {
+    {"Success", 0, 0, nullptr, 2, 5, 1500, 5, false},
+    {"FecTypeWriteFails", 32768, 0,
+     " Failed to write FEC type to driver for channel 1", 1, 5, 1500, 5, false},
+    // The FEC type stays written: there is no rollback.
+    {"XauiDriverUnbound", 0, 0, " XAUI Packet size driver interface not found",
+     1, 5, 1500, 5, true},
+    {"XauiWriteFails", 0, 32768, " Failed to write XAUI packet size to driver",
+     2, 5, 1500, 5, false},
+    {"NegativeFecTypeReachesTheDriverUnchanged", 0, 0, nullptr, 2, -7, 0,
+     0xFFFFFFF9U, false},
+    {"LowestFecTypeReachesTheDriverUnchanged", 0, 0, nullptr, 2, INT32_MIN,
+     0xFFFFFFFFU, 0x80000000U, false},
+};
 
 class PostLoadTest : public FrameFormatLoadTest,
                      public testing::WithParamInterface<LoadCase> {};
 
 TEST_P(PostLoadTest, ClearsTheFlagThenWritesLoadedValuesUntilTheFirstFailure) {
   const LoadCase& c = GetParam();
-  const std::string names[] = {"", kFec1, "", kXaui};
-  bindChannel(1, names[static_cast<int>(c.missing)],
-              c.missing != Missing::FrameFormat);
-  if (c.missing != Missing::FecTypeDriver) {
-    driver(kFec1).setWriteStatus(c.fecWriteStatus);
-  }
-  if (c.missing != Missing::XauiDriver) {
+  bindChannel(1, c.xauiUnbound ? kXaui : "");
+  driver(kFec1).setWriteStatus(c.fecWriteStatus);
+  if (!c.xauiUnbound) {
     driver(kXaui).setWriteStatus(c.xauiWriteStatus);
   }
   frameFormat1.setFecType(c.fecType);
   frameFormat1.setXauiPacketSize(c.xauiPacketSize);
-  ASSERT_EQ(tarvik::TrafHandlerPeer::doOnPhasePreFrameformatLoad(
-                *handler, RadioChannel_1),
-            tarvik::TrafHandler::kPhaseSuccess);
+  ASSERT_EQ(preLoad(RadioChannel_1), kPhaseSuccess);
   forgetHistory();
 
-  EXPECT_EQ(tarvik::TrafHandlerPeer::doOnPhasePostFrameformatLoad(
-                *handler, RadioChannel_1),
-            c.failure != nullptr ? tarvik::TrafHandler::kPhaseFailure
-                                 : tarvik::TrafHandler::kPhaseSuccess);
+  EXPECT_EQ(postLoad(RadioChannel_1),
+            c.failure != nullptr ? kPhaseFailure : kPhaseSuccess);
 
   std::vector<Line> expected{{6, kPostLoad, ""}};
   if (c.writes > 0 && c.fecWriteStatus == 0) {  // the FEC type is confirmed
@@ -212,6 +162,6 @@ TEST_P(PostLoadTest, ClearsTheFlagThenWritesLoadedValuesUntilTheFirstFailure) {
   EXPECT_THAT(sentCtIndexes(), ElementsAre(0U));
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, PostLoadTest, testing::ValuesIn(loadCases()));
+INSTANTIATE_TEST_SUITE_P(Rows, PostLoadTest, testing::ValuesIn(kLoadCases));
 
 }  // namespace
