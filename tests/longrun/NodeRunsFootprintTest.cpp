@@ -14,7 +14,8 @@
 #include "EntryPointCases.h"
 
 #ifdef OVT_SANITIZER_HEAP
-#include <sanitizer/allocator_interface.h>
+// The sanitizers' runtimes (GCC's and Clang's) have it; GCC ships no header.
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
 
 namespace {

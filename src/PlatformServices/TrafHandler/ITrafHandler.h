@@ -117,18 +117,19 @@ class ITrafHandler : public virtual IInterface {
 
   // The platform's call after `initialize`, on its start-up thread while no
   // other thread uses the handler: hands the module object of each served
-  // channel to the module manager. Returns 0; a channel without a module
-  // object (before `initialize`, after `deinitialize`) is skipped with a
-  // level-1 trace. Takes no lock; the module manager may allocate.
-  // Default: 0, nothing done.
-  virtual std::uint32_t registerPhases() { return 0; }
+  // channel to the module manager. Returns `kStatusSuccess`; a channel without
+  // a module object (before `initialize`, after `deinitialize`) is skipped with
+  // a level-1 trace. Takes no lock; the module manager may allocate. Default:
+  // `kStatusSuccess`, nothing done.
+  virtual std::uint32_t registerPhases() { return kStatusSuccess; }
 
   // `Start` starts, `Stop` stops the HCC-D service of `channel`: ct 0 for
-  // channel 1, ct 1 for any other value. Returns 0 for every action and
-  // channel; the HCC-D handler's answer is not looked at. Before `initialize`
-  // (no HCC-D handler) it calls nothing and leaves a level-1 trace; another
-  // action value does nothing. Any thread; takes no lock, allocates nothing
-  // (but for a trace text); calls the HCC-D handler synchronously.
+  // channel 1, ct 1 for any other value. Returns `kStatusSuccess` for every
+  // action and channel; the HCC-D handler's answer is not looked at. Before
+  // `initialize` (no HCC-D handler) it calls nothing and leaves a level-1
+  // trace; another action value does nothing. Any thread; takes no lock,
+  // allocates nothing (but for a trace text); calls the HCC-D handler
+  // synchronously.
   virtual std::uint32_t hccdControllerStartStop(RadioChannel channel,
                                                 Action action) const = 0;
 
@@ -137,11 +138,12 @@ class ITrafHandler : public virtual IInterface {
   // caller's. A message of length 0 or with null data goes out like any
   // other.
   //
-  // Returns 0 when handed to the HCC-D handler (whose answer is not looked
-  // at), and 0 as well, silently, when dropped because a frame format is
-  // being loaded on the channel. Returns 1, with a level-1 trace and nothing
-  // sent, for a channel of 3 or more, a port id without port index (6, 15
-  // and above) and before `initialize`.
+  // Returns `kStatusSuccess` when handed to the HCC-D handler (whose answer is
+  // not looked at), and `kStatusSuccess` as well, silently, when dropped
+  // because a frame format is being loaded on the channel. Returns
+  // `kStatusFailure`, with a level-1 trace and nothing sent, for a channel of 3
+  // or more, a port id without port index (6, 15 and above) and before
+  // `initialize`.
   //
   // Any thread, a port callback included. Takes the load mutex for the
   // moment of reading the channel's load mark (`std::system_error` if it
@@ -155,15 +157,15 @@ class ITrafHandler : public virtual IInterface {
   // receive entry at the HCC-D handler. A registration is never withdrawn,
   // not even by `deinitialize`; one per (channel, port id).
   //
-  // Returns 0 when registered (level-3 trace). Returns 1 with a level-1
-  // trace, nothing listed and the HCC-D handler not called, checked in this
-  // order: a channel of 3 or more or a (channel, port id) already registered,
-  // before `initialize`, a null callback. Returns 1 with a level-1 trace for
-  // a port id without port index (6, 15 and above): the HCC-D handler is not
-  // called, yet the pair stays listed, so registering it again is refused as
-  // a duplicate. A pair that the HCC-D handler could not bind (it threw) is
-  // withdrawn again, with 1. Channel 0 is registered (on ct 1) but never
-  // receives.
+  // Returns `kStatusSuccess` when registered (level-3 trace). Returns
+  // `kStatusFailure` with a level-1 trace, nothing listed and the HCC-D handler
+  // not called, checked in this order: a channel of 3 or more or a (channel,
+  // port id) already registered, before `initialize`, a null callback. Returns
+  // `kStatusFailure` with a level-1 trace for a port id without port index (6,
+  // 15 and above): the HCC-D handler is not called, yet the pair stays listed,
+  // so registering it again is refused as a duplicate. A pair that the HCC-D
+  // handler could not bind (it threw) is withdrawn again, with 1. Channel 0 is
+  // registered (on ct 1) but never receives.
   //
   // Any thread, a port callback included. Takes the registration mutex,
   // which the receive dispatch never takes (`std::system_error` if it fails
@@ -172,23 +174,23 @@ class ITrafHandler : public virtual IInterface {
   virtual std::uint32_t hccdControllerRegisterPort(
       RadioChannel channel, HccdPortId portId, HccdPortCallback* callback) = 0;
 
-  // Not carried out by this handler: returns 2 and does nothing, for every
-  // argument. Any thread; lock-free, no trace.
+  // Not carried out by this handler: returns `kStatusNotCarriedOut` and does
+  // nothing, for every argument. Any thread; lock-free, no trace.
   virtual std::uint32_t mlmSetChannelStatus(RadioChannel channel,
                                             Action action) const = 0;
 
-  // Not carried out by this handler: returns 2 and leaves the three flags as
-  // the caller set them. Any thread; lock-free, no trace.
+  // Not carried out by this handler: returns `kStatusNotCarriedOut` and leaves
+  // the three flags as the caller set them. Any thread; lock-free, no trace.
   virtual std::uint32_t mlmGetAisRdi(RadioChannel channel, bool& ais, bool& rdi,
                                      bool& rdiRemote) const = 0;
 
-  // Not carried out by this handler: returns 2 and does nothing. Any thread;
-  // lock-free, no trace.
+  // Not carried out by this handler: returns `kStatusNotCarriedOut` and does
+  // nothing. Any thread; lock-free, no trace.
   virtual std::uint32_t rliForceUnlockInsertion(RadioChannel channel,
                                                 bool forceUnlock) = 0;
 
-  // Not carried out by this handler: returns 2 and does nothing. Any thread;
-  // lock-free, no trace.
+  // Not carried out by this handler: returns `kStatusNotCarriedOut` and does
+  // nothing. Any thread; lock-free, no trace.
   virtual std::uint32_t rliResetI2C(RadioChannel channel) = 0;
 
   // The number of native radio-link channels, a count and not a status: 0
@@ -199,20 +201,20 @@ class ITrafHandler : public virtual IInterface {
   // from the drivers bound at the channel's module initialisation. An output
   // receives a value only when its own read succeeded.
   //
-  // Returns 0 with both outputs written. Returns 1 with a level-1 trace: for
-  // a channel of 3 or more, or one whose drivers are not bound (channel 0,
-  // before module initialisation, after `deinitialize`), reading nothing and
-  // writing no output; when the DSP rate read fails, leaving both outputs and
-  // not reading the idle rate; when the idle rate read fails, with `dspRate`
-  // already written and `idleRate` left.
+  // Returns `kStatusSuccess` with both outputs written. Returns
+  // `kStatusFailure` with a level-1 trace: for a channel of 3 or more, or one
+  // whose drivers are not bound (channel 0, before module initialisation, after
+  // `deinitialize`), reading nothing and writing no output; when the DSP rate
+  // read fails, leaving both outputs and not reading the idle rate; when the
+  // idle rate read fails, with `dspRate` already written and `idleRate` left.
   //
   // Any thread, except during the channel's module initialisation; takes no
   // lock, allocates nothing (but for a trace text); two synchronous driver
-  // reads. Default: 0, outputs left.
+  // reads. Default: `kStatusSuccess`, outputs left.
   virtual std::uint32_t rlaGetRatesForTaps(RadioChannel /*channel*/,
                                            unsigned int& /*dspRate*/,
                                            unsigned int& /*idleRate*/) {
-    return 0;
+    return kStatusSuccess;
   }
 
   // Whether the channel's link is up: true for every channel (this handler
@@ -220,22 +222,23 @@ class ITrafHandler : public virtual IInterface {
   virtual bool isLinkUp(RadioChannel /*channel*/) { return true; }
 
   // Reads the XAUI packet size, common to all channels, from its driver,
-  // bound by the first module initialisation. Returns 0 with `size`
-  // written; 1 with a level-1 trace and `size` left when the driver is not
-  // bound or its read fails. Any thread; takes no lock, allocates nothing
-  // (but for a trace text); one synchronous driver read. Default: 0, `size`
-  // left.
+  // bound by the first module initialisation. Returns `kStatusSuccess` with
+  // `size` written; 1 with a level-1 trace and `size` left when the driver is
+  // not bound or its read fails. Any thread; takes no lock, allocates nothing
+  // (but for a trace text); one synchronous driver read. Default:
+  // `kStatusSuccess`, `size` left.
   virtual std::uint32_t dspIfGetXauiPacketSize(unsigned int& /*size*/) {
-    return 0;
+    return kStatusSuccess;
   }
 
   // Writes the XAUI packet size to its driver; the next frame-format load
-  // writes the frame format's value over it. Returns 0 when written; 1 with
-  // a level-1 trace when the driver is not bound or its write fails (nothing
-  // retried). Any thread; takes no lock, allocates nothing (but for a trace
-  // text); one synchronous driver write. Default: 2.
+  // writes the frame format's value over it. Returns `kStatusSuccess` when
+  // written; `kStatusFailure` with a level-1 trace when the driver is not bound
+  // or its write fails (nothing retried). Any thread; takes no lock, allocates
+  // nothing (but for a trace text); one synchronous driver write. Default:
+  // `kStatusNotCarriedOut`.
   virtual std::uint32_t dspIfSetXauiPacketSize(unsigned int /*size*/) {
-    return 2;
+    return kStatusNotCarriedOut;
   }
 };
 

@@ -118,10 +118,10 @@ class TrafHandler final : public ITrafHandler {
   // (`getInstance`). Already initialised: does nothing, and `hccdHandler` is
   // not kept.
   //
-  // Returns 0 in every case and ends initialised; the registry's and the
-  // HCC-D handler's results are not looked at. A step that fails (a module
-  // object without memory, a platform call that throws) is left undone with
-  // a level-1 trace naming it, and the next step is made; `deinitialize`
+  // Returns `kStatusSuccess` in every case and ends initialised; the registry's
+  // and the HCC-D handler's results are not looked at. A step that fails (a
+  // module object without memory, a platform call that throws) is left undone
+  // with a level-1 trace naming it, and the next step is made; `deinitialize`
   // undoes whatever was done. Precondition: the platform's interface
   // registry, trace facility and module manager are up. Start-up thread
   // only, no other call into the library under way. Allocates (module
@@ -146,7 +146,8 @@ class TrafHandler final : public ITrafHandler {
 
   // Registers every module object that `initialize` created with the module
   // manager, which then runs their phases. Call it after each `initialize`.
-  // Returns 0 in every case; a served channel without a module object
+  // Returns `kStatusSuccess` in every case; a served channel without a module
+  // object
   // (`initialize` not called), or whose registration throws, is skipped
   // with a level-1 trace.
   //
