@@ -107,6 +107,10 @@ void expectWorkingDay(Node& node) {
   using standin::Phase;
   node.repair();
   if (node.handler == nullptr) {
+    // A withdrawal that threw left the old handler's entry behind; the
+    // platform clears it before it loads the module anew.
+    (void)InterfaceBroker::getInstance()->unregisterInterface("ITrafHandler",
+                                                              nullptr);
     node.handler = std::make_unique<tarvik::TrafHandler>(RadioChannel_2);
   }
   // The next lifecycle steps complete whatever a step left undone.
