@@ -68,6 +68,9 @@ void FakeDriver::restore() {
   m_readStatus = 0;
   m_readStoresOnSuccess = true;
   m_readStoresOnFailure = false;
+  // A test may have put its own entries into the record.
+  m_record = CDriver_Interface{this, &FakeDriver::writeEntry, nullptr,
+                               &FakeDriver::readEntry};
   // Its memory too: a node started afresh holds what a new one holds.
   std::vector<Call>().swap(m_calls);
 }

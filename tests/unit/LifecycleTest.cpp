@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "PlatformCallFailure.h"
 #include "TrafHandlerPeer.h"
 #include "TrafficFixture.h"
 #include "testing/RecordingHccdPortCallback.h"
@@ -242,6 +243,29 @@ TEST_F(LifecycleTest, RegisterPhasesBeforeInitializeSkipsMissingModuleObjects) {
                                "No module object for channel 1" + skipped},
                           Line{1, "registerPhases",
                                "No module object for channel 2" + skipped}));
+}
+
+// A registration that throws is skipped, under its own name; the other
+// channel's module object is still handed over.
+TEST_F(LifecycleTest, RegisterPhasesGoesOnPastARegistrationThatThrows) {
+  using standin::PlatformCallFailure;
+  initialized();
+  std::size_t nth = 0;
+  do {
+    handler->deinitialize();
+    (void)handler->initialize(hccd);
+    forgetHistory();
+    const PlatformCallFailure failure(++nth, PlatformCallFailure::Once);
+    EXPECT_EQ(handler->registerPhases(), ITrafHandler::kStatusSuccess);
+  } while (!PlatformCallFailure::threw("RegisterModule"));
+
+  EXPECT_THAT(traceLines(1),
+              ElementsAre(Line{1, "registerPhases",
+                               "RegisterModule of channel 1 failed: "
+                               "RegisterModule failed (injected)"}));
+  const auto modules = ModuleManager::instance().modules();
+  ASSERT_EQ(modules.size(), 1U);
+  EXPECT_EQ(modules[0]->moduleId(), moduleId(2));
 }
 
 // Channel drivers and load marks go at `deinitialize` and again at
