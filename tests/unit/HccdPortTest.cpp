@@ -267,10 +267,14 @@ TEST_P(ReceiveTableTest, CallsTheCallbackOfTheIndexsPortIdWithTheSameData) {
   for (std::uint32_t id = 0; id < 15; ++id) {
     EXPECT_EQ(callbacks[id].messageCount(), id == row.to ? 1U : 0U) << id;
   }
-  // Index 15 has no port id: the trace of its failure is another test's.
   if (row.to != testsupport::kNoPort) {
     EXPECT_THAT(callbacks[row.to].messages(),
                 ElementsAre(ReceivedHccdMessage{{9, 8, 7}, 3, portId(row.to)}));
+  } else {
+    EXPECT_THAT(traceLines(1),
+                testing::Contains(failure("Invalid HccdPortIndex to HccdPortId "
+                                          "conversion: " +
+                                          std::to_string(row.from))));
   }
 }
 

@@ -194,15 +194,18 @@ TEST_F(LifecycleTest, DestroyingTearsDownWholeEvenOnACancelledThread) {
   initialized();
   failOn(hccd, Call::Stop, [] { pthread_testcancel(); });
   bool destroyed = false;
+  bool ended = true;
 
   std::thread([&] {
     (void)pthread_cancel(pthread_self());
     handler.reset();
     destroyed = true;
     pthread_testcancel();
+    ended = false;
   }).join();
 
   EXPECT_TRUE(destroyed);
+  EXPECT_TRUE(ended) << "the cancellation was lost";
   EXPECT_EQ(traceLines().front(), (Line{6, "~TrafHandler", ""}));
   EXPECT_THAT(ctIndexesOf(hccd, Call::Stop), ElementsAre(0U, 1U));
   EXPECT_EQ(published(), nullptr);
@@ -243,6 +246,27 @@ TEST_F(LifecycleTest, RegisterPhasesBeforeInitializeSkipsMissingModuleObjects) {
                                "No module object for channel 1" + skipped},
                           Line{1, "registerPhases",
                                "No module object for channel 2" + skipped}));
+}
+
+// A module object that cannot be made leaves its channel without one, said
+// under its own name; the rest of the start is made.
+TEST_F(LifecycleTest, InitializeGoesOnPastAModuleObjectThatCannotBeMade) {
+  using standin::PlatformCallFailure;
+  std::size_t nth = 0;
+  do {
+    handler->deinitialize();
+    forgetHistory();
+    const PlatformCallFailure failure(++nth, PlatformCallFailure::Once);
+    (void)handler->initialize(hccd);
+  } while (!PlatformCallFailure::threw("ModuleInterface"));
+
+  EXPECT_THAT(traceLines(1),
+              ElementsAre(Line{1, "initialize",
+                               "Module object of channel 1 failed: "
+                               "ModuleInterface failed (injected)"}));
+  EXPECT_EQ(published(), static_cast<IInterface*>(handler.get()));
+  EXPECT_THAT(moduleIdsOf(ModuleManager::Event::Constructed),
+              ElementsAre(moduleId(2)));
 }
 
 // A registration that throws is skipped, under its own name; the other
