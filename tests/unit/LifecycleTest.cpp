@@ -250,7 +250,7 @@ TEST_F(LifecycleTest, RegisterPhasesBeforeInitializeSkipsMissingModuleObjects) {
 
 // A module object that cannot be made leaves its channel without one, said
 // under its own name; the rest of the start is made.
-TEST_F(LifecycleTest, InitializeGoesOnPastAModuleObjectThatCannotBeMade) {
+TEST_F(LifecycleTest, LifecycleGoesOnPastAPlatformStepThatFails) {
   using standin::PlatformCallFailure;
   std::size_t nth = 0;
   do {
@@ -267,6 +267,29 @@ TEST_F(LifecycleTest, InitializeGoesOnPastAModuleObjectThatCannotBeMade) {
   EXPECT_EQ(published(), static_cast<IInterface*>(handler.get()));
   EXPECT_THAT(moduleIdsOf(ModuleManager::Event::Constructed),
               ElementsAre(moduleId(2)));
+
+  // So do a registration and a withdrawal that throw.
+  do {
+    handler->deinitialize();
+    forgetHistory();
+    const PlatformCallFailure failure(++nth, PlatformCallFailure::Once);
+    (void)handler->initialize(hccd);
+  } while (!PlatformCallFailure::threw("registerInterface"));
+  EXPECT_THAT(traceLines(1), ElementsAre(Line{1, "initialize",
+                                              "registerInterface failed: "
+                                              "registerInterface failed "
+                                              "(injected)"}));
+  nth = 0;
+  do {
+    (void)handler->initialize(hccd);
+    forgetHistory();
+    const PlatformCallFailure failure(++nth, PlatformCallFailure::Once);
+    handler->deinitialize();
+  } while (!PlatformCallFailure::threw("unregisterInterface"));
+  EXPECT_THAT(traceLines(1), ElementsAre(Line{1, "deinitialize",
+                                              "unregisterInterface failed: "
+                                              "unregisterInterface failed "
+                                              "(injected)"}));
 }
 
 // A registration that throws is skipped, under its own name; the other
