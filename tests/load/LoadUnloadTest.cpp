@@ -7,12 +7,14 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "AllocationCounter.h"
 #include "FakeHccdHandler.h"
 #include "InterfaceBrokerControl.h"
 #include "ModuleLoader.h"
 #include "PlatformCallFailure.h"
+#include "TraceControl.h"
 
 namespace {
 
@@ -84,6 +86,31 @@ TEST(LoadUnloadTest, UnloadLeavesNothingStrandedWhateverFails) {
       }
     }
   }
+}
+
+// Counted from the library's load: the first message whose data is traced
+// is the 202nd, whichever port it is for.
+TEST(LoadUnloadTest, FirstDataTraceComesWithThe202ndMessageAfterLoad) {
+  std::string error;
+  auto module =
+      standin::TrafHandlerModule::load(OVT_TRAF_HANDLER_LIBRARY, error);
+  ASSERT_NE(module, nullptr) << error;
+  standin::TraceControl::setThreshold("OVT.TRAF", 5);
+  standin::TraceControl::clearRecords();
+  unsigned char data[] = {0};
+  for (int n = 1; n <= 202; ++n) {
+    data[0] = static_cast<unsigned char>(n);
+    (void)module->receiveEntry(0)(nullptr, data, 1, 0);
+  }
+  std::vector<std::string> sampled;
+  for (const auto& record : standin::TraceControl::records()) {
+    if (record.level == 5) {
+      sampled.push_back(record.text);
+    }
+  }
+  EXPECT_EQ(sampled, std::vector<std::string>{"ct 1: Data: 202"});
+  standin::TraceControl::resetLevels();
+  EXPECT_TRUE(module->unload(error)) << error;
 }
 
 }  // namespace
