@@ -60,6 +60,20 @@ class LifecycleTest : public testsupport::TrafficFixture {
     (void)handler->initialize(hccd);
     forgetHistory();
   }
+
+  // Runs `prepare`, then `step` with the n-th platform call throwing, for
+  // n = 1, 2, ... until the call named `call` is one that threw.
+  template <class Prepare, class Step>
+  void untilThrown(const char* call, const Prepare& prepare, const Step& step) {
+    using standin::PlatformCallFailure;
+    std::size_t nth = 0;
+    do {
+      prepare();
+      forgetHistory();
+      const PlatformCallFailure failure(++nth, PlatformCallFailure::Once);
+      step();
+    } while (!PlatformCallFailure::threw(call));
+  }
 };
 
 // Starts and stops go through the library's single handler, whose HCC-D
@@ -251,14 +265,9 @@ TEST_F(LifecycleTest, RegisterPhasesBeforeInitializeSkipsMissingModuleObjects) {
 // A module object that cannot be made leaves its channel without one, said
 // under its own name; the rest of the start is made.
 TEST_F(LifecycleTest, LifecycleGoesOnPastAPlatformStepThatFails) {
-  using standin::PlatformCallFailure;
-  std::size_t nth = 0;
-  do {
-    handler->deinitialize();
-    forgetHistory();
-    const PlatformCallFailure failure(++nth, PlatformCallFailure::Once);
-    (void)handler->initialize(hccd);
-  } while (!PlatformCallFailure::threw("ModuleInterface"));
+  const auto deinitialize = [&] { handler->deinitialize(); };
+  const auto initialize = [&] { (void)handler->initialize(hccd); };
+  untilThrown("ModuleInterface", deinitialize, initialize);
 
   EXPECT_THAT(traceLines(1),
               ElementsAre(Line{1, "initialize",
@@ -269,23 +278,12 @@ TEST_F(LifecycleTest, LifecycleGoesOnPastAPlatformStepThatFails) {
               ElementsAre(moduleId(2)));
 
   // So do a registration and a withdrawal that throw.
-  do {
-    handler->deinitialize();
-    forgetHistory();
-    const PlatformCallFailure failure(++nth, PlatformCallFailure::Once);
-    (void)handler->initialize(hccd);
-  } while (!PlatformCallFailure::threw("registerInterface"));
+  untilThrown("registerInterface", deinitialize, initialize);
   EXPECT_THAT(traceLines(1), ElementsAre(Line{1, "initialize",
                                               "registerInterface failed: "
                                               "registerInterface failed "
                                               "(injected)"}));
-  nth = 0;
-  do {
-    (void)handler->initialize(hccd);
-    forgetHistory();
-    const PlatformCallFailure failure(++nth, PlatformCallFailure::Once);
-    handler->deinitialize();
-  } while (!PlatformCallFailure::threw("unregisterInterface"));
+  untilThrown("unregisterInterface", initialize, deinitialize);
   EXPECT_THAT(traceLines(1), ElementsAre(Line{1, "deinitialize",
                                               "unregisterInterface failed: "
                                               "unregisterInterface failed "
@@ -295,16 +293,15 @@ TEST_F(LifecycleTest, LifecycleGoesOnPastAPlatformStepThatFails) {
 // A registration that throws is skipped, under its own name; the other
 // channel's module object is still handed over.
 TEST_F(LifecycleTest, RegisterPhasesGoesOnPastARegistrationThatThrows) {
-  using standin::PlatformCallFailure;
-  initialized();
-  std::size_t nth = 0;
-  do {
-    handler->deinitialize();
-    (void)handler->initialize(hccd);
-    forgetHistory();
-    const PlatformCallFailure failure(++nth, PlatformCallFailure::Once);
-    EXPECT_EQ(handler->registerPhases(), ITrafHandler::kStatusSuccess);
-  } while (!PlatformCallFailure::threw("RegisterModule"));
+  untilThrown(
+      "RegisterModule",
+      [&] {
+        handler->deinitialize();
+        (void)handler->initialize(hccd);
+      },
+      [&] {
+        EXPECT_EQ(handler->registerPhases(), ITrafHandler::kStatusSuccess);
+      });
 
   EXPECT_THAT(traceLines(1),
               ElementsAre(Line{1, "registerPhases",
