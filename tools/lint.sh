@@ -2,11 +2,12 @@
 # SPDX-License-Identifier: Apache-2.0
 # Every tracked source file names its licence (an SPDX line); each trace
 # text of the module is in the module and one test only
-# (tools/check-trace-texts.py); what the documents name exists and their C++
-# is cut from compiled files (tools/check-doc-names.py); clang-format (no
-# diff) over every tracked C/C++ file, then clang-tidy (no finding,
-# .clang-tidy) over every tracked .cpp that the build BUILD_DIR compiles. All
-# run in full, so that one run lists every finding.
+# (tools/check-trace-texts.py); each trace statement has lines of its own
+# (tools/check-trace-statements.py); what the documents name exists and
+# their C++ is cut from compiled files (tools/check-doc-names.py);
+# clang-format (no diff) over every tracked C/C++ file, then clang-tidy (no
+# finding, .clang-tidy) over every tracked .cpp that the build BUILD_DIR
+# compiles. All run in full, so that one run lists every finding.
 #
 # Usage: tools/lint.sh BUILD_DIR   (`cmake --workflow --preset lint` runs it)
 set -euo pipefail
@@ -23,6 +24,7 @@ if [ -n "$unlicensed" ]; then
   status=1
 fi
 python3 tools/check-trace-texts.py . || status=1
+python3 tools/check-trace-statements.py . || status=1
 python3 tools/check-doc-names.py . || status=1
 git ls-files -z '*.c' '*.cc' '*.cpp' '*.h' '*.hpp' |
   xargs -0 clang-format --dry-run --Werror || status=1
