@@ -88,9 +88,10 @@ TEST(LoadUnloadTest, UnloadLeavesNothingStrandedWhateverFails) {
   }
 }
 
-// Counted from the library's load: the first message whose data is traced
-// is the 202nd, whichever port it is for.
-TEST(LoadUnloadTest, FirstDataTraceComesWithThe202ndMessageAfterLoad) {
+// Counted from the library's load, across both entries and whichever port
+// a message is for: the 202nd message and every 202nd after it have their
+// data traced. Each names itself in its first byte; the last one is empty.
+TEST(LoadUnloadTest, DataTraceComesWithEvery202ndMessageFromTheLoadOn) {
   std::string error;
   auto module =
       standin::TrafHandlerModule::load(OVT_TRAF_HANDLER_LIBRARY, error);
@@ -98,9 +99,11 @@ TEST(LoadUnloadTest, FirstDataTraceComesWithThe202ndMessageAfterLoad) {
   standin::TraceControl::setThreshold("OVT.TRAF", 5);
   standin::TraceControl::clearRecords();
   unsigned char data[] = {0};
-  for (int n = 1; n <= 202; ++n) {
+  for (unsigned n = 1; n <= 2 * 202; ++n) {
     data[0] = static_cast<unsigned char>(n);
-    (void)module->receiveEntry(0)(nullptr, data, 1, 0);
+    const bool last = n == 2 * 202;
+    (void)module->receiveEntry(1 - n % 2)(nullptr, last ? nullptr : data,
+                                          last ? 0 : 1, n % 15);
   }
   std::vector<std::string> sampled;
   for (const auto& record : standin::TraceControl::records()) {
@@ -108,7 +111,8 @@ TEST(LoadUnloadTest, FirstDataTraceComesWithThe202ndMessageAfterLoad) {
       sampled.push_back(record.text);
     }
   }
-  EXPECT_EQ(sampled, std::vector<std::string>{"ct 1: Data: 202"});
+  EXPECT_EQ(sampled, (std::vector<std::string>{"ct 2: Data: 202",
+                                               "ct 2: Data: (none)"}));
   standin::TraceControl::resetLevels();
   EXPECT_TRUE(module->unload(error)) << error;
 }

@@ -158,16 +158,6 @@ constexpr std::uint32_t kFailed = ITrafHandler::kStatusFailure;
 constexpr std::uint32_t kPhaseFailed = tarvik::TrafHandler::kPhaseFailure;
 const auto kThree = static_cast<RadioChannel>(3);
 
-std::uint32_t fixedAnswers(ITrafHandler& handler) {
-  bool flag = false;
-  return handler.mlmSetChannelStatus(RadioChannel_1, ITrafHandler::Start) +
-         handler.mlmGetAisRdi(RadioChannel_1, flag, flag, flag) +
-         handler.rliForceUnlockInsertion(RadioChannel_1, true) +
-         handler.rliResetI2C(RadioChannel_1) +
-         handler.getNumberOfNativeRlChannel() +
-         (handler.isLinkUp(RadioChannel_1) ? 1U : 0U);
-}
-
 // As many messages as bring one sampled data trace.
 int receiveUntilSampled() {
   int result = 0;
@@ -253,7 +243,6 @@ std::vector<EntryPointCase> entryPointCases() {
        CALL(n.handler->hccdControllerRegisterPort(
            RadioChannel_1, ITrafHandler::HccdPortId_0, nullptr)),
        kFailed},
-      {"FixedAnswers", F::Nothing, CALL(fixedAnswers(*n.handler)), 9},
       {"Rates", F::Bound, CALL(n.rates()), kFailed},
       {"RatesUnbound", F::Started, CALL(n.rates()), kFailed},
       {"RatesChannelThree", F::Bound, CALL(n.rates(3)), kFailed},

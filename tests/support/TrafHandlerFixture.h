@@ -124,15 +124,6 @@ struct FailingCallback : ITrafHandler::HccdPortCallback {
   int calls = 0;
 };
 
-// A table row with its columns set by name: `edit` sets those that differ
-// from the row type's defaults.
-template <class Row, class Edit>
-Row row(Edit edit) {
-  Row result;
-  edit(result);
-  return result;
-}
-
 constexpr std::uint32_t moduleId(std::uint32_t channel) {
   return nodefacts::kModuleIdBase + channel;
 }

@@ -34,7 +34,6 @@ using Call = FakeHccdHandler::Call;
 constexpr const char kRegister[] = "hccdControllerRegisterPort";
 constexpr const char kSend[] = "hccdControllerSendMessage";
 constexpr const char kInvoke[] = "invokeHccdPortCallback";
-constexpr int kTraceInterval = tarvik::TrafHandler::kMessagesPerDataTrace;
 
 Line failure(const std::string& text) {
   return Line{1, kInvoke, "Exception: " + text};
@@ -379,31 +378,6 @@ TEST_F(HccdEntryTest, CallbacksExceptionIsTracedAndGoesNoFurther) {
                   Line{1, "hccDataReceivedCt2", unknown + "2, portIndex 1"}));
 }
 
-// A trace facility that throws, from `isEnabled` or from its log calls,
-// costs no message its delivery, the sampled data trace's included, and
-// leaves no entry.
-TEST_F(HccdEntryTest, FailingTraceFacilityCostsNoMessageItsDelivery) {
-  auto& first = registerPort<RecordingHccdPortCallback>(RadioChannel_1, 7);
-  auto& second = registerPort<RecordingHccdPortCallback>(RadioChannel_2, 7);
-  auto& failing =
-      registerPort<FailingCallback>(RadioChannel_2, 8, [] { throw 42; });
-  unsigned char data[] = {1};
-  for (const bool fromIsEnabled : {true, false}) {
-    standin::TraceControl::setThrowing(testsupport::kTraceObject, fromIsEnabled,
-                                       !fromIsEnabled);
-    for (int i = 0; i < kTraceInterval; ++i) {
-      EXPECT_EQ(hccDataReceivedCt1(nullptr, data, 1, 8), 0);
-      EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 1, 8), 0);
-      EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 1, 15), 0);
-    }
-    EXPECT_EQ(hccDataReceivedCt2(nullptr, data, 1, 9), 0);
-  }
-
-  EXPECT_EQ(first.messageCount(), std::size_t{kTraceInterval} * 2);
-  EXPECT_EQ(second.messageCount(), std::size_t{kTraceInterval} * 2);
-  EXPECT_EQ(failing.calls, 2);
-}
-
 // glibc ends an exiting thread by an unwinding that must reach the thread's
 // start; an entry that swallowed it would abort the process.
 TEST_F(HccdEntryTest, TransportThreadEndedInACallbackEndsAndTheProcessLives) {
@@ -418,31 +392,6 @@ TEST_F(HccdEntryTest, TransportThreadEndedInACallbackEndsAndTheProcessLives) {
 
   EXPECT_FALSE(entryReturned);
   EXPECT_EQ(callback.calls, 1);
-}
-
-TEST_F(HccdEntryTest, DataTraceComesWithEvery202ndMessageAcrossBothEntries) {
-  (void)registerPort<FailingCallback>(RadioChannel_1, 2, [] {});
-  (void)registerPort<FailingCallback>(RadioChannel_2, 2, [] {});
-  unsigned char data[] = {0};
-  // Up to the next data trace, then forgotten: the next 201 messages are not
-  // traced and the 202nd is.
-  for (int i = 0; i < kTraceInterval && traceLines(5).empty(); ++i) {
-    (void)hccDataReceivedCt1(nullptr, data, 1, 2);
-  }
-  ASSERT_THAT(traceLines(5), testing::SizeIs(1));
-  standin::TraceControl::clearRecords();
-
-  // Each message names itself in its first byte; the last one is empty.
-  for (int n = 1; n <= 2 * kTraceInterval; ++n) {
-    data[0] = static_cast<unsigned char>(n);
-    auto* const entry = n % 2 == 0 ? &hccDataReceivedCt2 : &hccDataReceivedCt1;
-    (void)entry(nullptr, n < 2 * kTraceInterval ? data : nullptr,
-                n < 2 * kTraceInterval ? 1 : 0, 2);
-  }
-
-  EXPECT_THAT(traceLines(5),
-              ElementsAre(Line{5, kInvoke, "ct 2: Data: 202"},
-                          Line{5, kInvoke, "ct 2: Data: (none)"}));
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include <pthread.h>
 
 #include <functional>
-#include <stdexcept>
 #include <thread>
 
 #include "PlatformCallFailure.h"
@@ -160,35 +159,6 @@ TEST_F(LifecycleTest, DeinitializeStopsServicesBeforeWithdrawingInterface) {
                           Line{3, "deinitialize", "Deinitialize done!"}));
 }
 
-// A start or stop that throws is stepped past: the rest is done, and the
-// handler is initialised or uninitialised all the same.
-TEST_F(LifecycleTest, InitializeAndDeinitializeGoToTheirEndPastAThrowingCall) {
-  failOn(
-      hccd, Call::Start, [] { throw std::runtime_error("ct gone"); }, 0);
-
-  EXPECT_EQ(handler->initialize(hccd), ITrafHandler::kStatusSuccess);
-
-  EXPECT_TRUE(hccd.isServiceRunning(1));
-  EXPECT_EQ(published(), static_cast<IInterface*>(handler.get()));
-  EXPECT_THAT(traceLines(1), ElementsAre(Line{1, "hccdControllerStartStop",
-                                              "startService failed: ct gone"}));
-  EXPECT_EQ(traceLines().back(), (Line{3, "initialize", "Initialize done."}));
-  failOn(hccd, Call::Stop, [] { throw std::runtime_error("ct gone"); });
-  forgetHistory();
-
-  handler->deinitialize();
-
-  hccd.setObserver(nullptr);
-  EXPECT_EQ(published(), nullptr);
-  EXPECT_THAT(moduleIdsOf(ModuleManager::Event::Destroyed),
-              ElementsAre(moduleId(1), moduleId(2)));
-  const Line failed{1, "hccdControllerStartStop",
-                    "stopService failed: ct gone"};
-  EXPECT_THAT(traceLines(1), ElementsAre(failed, failed));
-  (void)handler->initialize(hccd);
-  EXPECT_THAT(ctIndexesOf(hccd, Call::Start), ElementsAre(0U, 1U));
-}
-
 // The unwinding of the shut-down thread, ended inside the HCC-D handler, is
 // no failure to step past: the thread ends there.
 TEST_F(LifecycleTest, ShutDownThreadEndedInsideAStopEnds) {
@@ -262,54 +232,62 @@ TEST_F(LifecycleTest, RegisterPhasesBeforeInitializeSkipsMissingModuleObjects) {
                                "No module object for channel 2" + skipped}));
 }
 
-// A module object that cannot be made leaves its channel without one, said
-// under its own name; the rest of the start is made.
-TEST_F(LifecycleTest, LifecycleGoesOnPastAPlatformStepThatFails) {
+// A platform call that throws is stepped past under its own name: the rest
+// of the step is made, for the other channel too, and the handler ends
+// initialised or not all the same.
+TEST_F(LifecycleTest, LifecycleGoesOnPastAPlatformCallThatThrows) {
   const auto deinitialize = [&] { handler->deinitialize(); };
   const auto initialize = [&] { (void)handler->initialize(hccd); };
-  untilThrown("ModuleInterface", deinitialize, initialize);
+  const auto restart = [&] { deinitialize(), initialize(); };
+  const auto registerPhases = [&] {
+    EXPECT_EQ(handler->registerPhases(), ITrafHandler::kStatusSuccess);
+  };
+  // The level-1 line of a step where `call` threw, prefixed by `what`.
+  const auto failed = [](const char* function, const std::string& what,
+                         const std::string& call) {
+    return ElementsAre(
+        Line{1, function, what + " failed: " + call + " failed (injected)"});
+  };
+  const Line initialized{3, "initialize", "Initialize done."};
 
-  EXPECT_THAT(traceLines(1),
-              ElementsAre(Line{1, "initialize",
-                               "Module object of channel 1 failed: "
-                               "ModuleInterface failed (injected)"}));
-  EXPECT_EQ(published(), static_cast<IInterface*>(handler.get()));
+  untilThrown("ModuleInterface", deinitialize, initialize);
+  EXPECT_THAT(traceLines(1), failed("initialize", "Module object of channel 1",
+                                    "ModuleInterface"));
   EXPECT_THAT(moduleIdsOf(ModuleManager::Event::Constructed),
               ElementsAre(moduleId(2)));
-
-  // So do a registration and a withdrawal that throw.
   untilThrown("registerInterface", deinitialize, initialize);
-  EXPECT_THAT(traceLines(1), ElementsAre(Line{1, "initialize",
-                                              "registerInterface failed: "
-                                              "registerInterface failed "
-                                              "(injected)"}));
-  untilThrown("unregisterInterface", initialize, deinitialize);
-  EXPECT_THAT(traceLines(1), ElementsAre(Line{1, "deinitialize",
-                                              "unregisterInterface failed: "
-                                              "unregisterInterface failed "
-                                              "(injected)"}));
-}
-
-// A registration that throws is skipped, under its own name; the other
-// channel's module object is still handed over.
-TEST_F(LifecycleTest, RegisterPhasesGoesOnPastARegistrationThatThrows) {
-  untilThrown(
-      "RegisterModule",
-      [&] {
-        handler->deinitialize();
-        (void)handler->initialize(hccd);
-      },
-      [&] {
-        EXPECT_EQ(handler->registerPhases(), ITrafHandler::kStatusSuccess);
-      });
-
   EXPECT_THAT(traceLines(1),
-              ElementsAre(Line{1, "registerPhases",
-                               "RegisterModule of channel 1 failed: "
-                               "RegisterModule failed (injected)"}));
+              failed("initialize", "registerInterface", "registerInterface"));
+  EXPECT_EQ(traceLines().back(), initialized);
+  untilThrown("startService", deinitialize, initialize);
+  EXPECT_THAT(traceLines(1), failed("hccdControllerStartStop", "startService",
+                                    "startService"));
+  EXPECT_THAT(ctIndexesOf(hccd, Call::Start), ElementsAre(1U));
+  EXPECT_EQ(published(), static_cast<IInterface*>(handler.get()));
+  EXPECT_EQ(traceLines().back(), initialized);
+
+  untilThrown("RegisterModule", restart, registerPhases);
+  EXPECT_THAT(traceLines(1),
+              failed("registerPhases", "RegisterModule of channel 1",
+                     "RegisterModule"));
   const auto modules = ModuleManager::instance().modules();
   ASSERT_EQ(modules.size(), 1U);
   EXPECT_EQ(modules[0]->moduleId(), moduleId(2));
+
+  untilThrown("unregisterInterface", initialize, deinitialize);
+  EXPECT_THAT(traceLines(1), failed("deinitialize", "unregisterInterface",
+                                    "unregisterInterface"));
+  untilThrown("stopService", initialize, deinitialize);
+  EXPECT_THAT(traceLines(1),
+              failed("hccdControllerStartStop", "stopService", "stopService"));
+  EXPECT_THAT(ctIndexesOf(hccd, Call::Stop), ElementsAre(1U));
+  EXPECT_EQ(published(), nullptr);
+  EXPECT_THAT(moduleIdsOf(ModuleManager::Event::Destroyed),
+              ElementsAre(moduleId(1), moduleId(2)));
+  // Uninitialised: the next initialisation starts both services again.
+  hccd.clearCalls();
+  initialize();
+  EXPECT_THAT(ctIndexesOf(hccd, Call::Start), ElementsAre(0U, 1U));
 }
 
 // Channel drivers and load marks go at `deinitialize` and again at
