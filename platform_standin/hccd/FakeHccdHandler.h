@@ -59,6 +59,9 @@ class FakeHccdHandler : public rl::traf::HccdHandlerBase {
   std::vector<Call> calls() const;
   std::size_t sendCount() const;
   void clearCalls();
+  // Back to a new handler's state: no call logged, no port bound, no service
+  // running, status 0, neither hook nor observer.
+  void reset();
 
   bool isServiceRunning(unsigned int ctIndex) const;
   // Calls the receive function bound to `portIndex` of `ctIndex` with its

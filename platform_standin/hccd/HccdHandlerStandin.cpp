@@ -98,6 +98,17 @@ void FakeHccdHandler::clearCalls() {
   m_sendCount = 0;
 }
 
+void FakeHccdHandler::reset() {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  m_status = 0;
+  m_sendHook = nullptr;
+  m_observer = nullptr;
+  m_calls.clear();
+  m_sendCount = 0;
+  m_running = {};
+  m_bindings = {};
+}
+
 bool FakeHccdHandler::isServiceRunning(unsigned int ctIndex) const {
   const std::lock_guard<std::mutex> lock(m_mutex);
   return ctIndex < kCtCount && m_running[ctIndex];

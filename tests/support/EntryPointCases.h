@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Every entry point of the handler on each of its paths, as cases that tests
-// of the handler under a failing platform run one by one: a node of the
-// stand-in platform, the state a case starts from, the call, and what the
-// call answers when it cannot finish.
+// Every entry point of the handler on each of its paths, as cases for the
+// tests under a failing platform: the state a case starts from, the call,
+// and what the call answers when it cannot finish.
 #ifndef TESTS_SUPPORT_ENTRYPOINTCASES_H
 #define TESTS_SUPPORT_ENTRYPOINTCASES_H
 
@@ -33,7 +32,8 @@ inline unsigned char gMessage[] = {7};
 // client.
 struct Node {
   Node();
-  // Undoes what a case broke on purpose.
+  // Undoes what a case broke on purpose; the registry's frame-format entries
+  // become the node's whatever they were.
   void repair();
 
   static standin::FakeDriver& driver(unsigned channel, const char* suffix);
@@ -49,8 +49,7 @@ struct Node {
   std::uint32_t rates(std::uint32_t channel = 1);
   std::uint32_t xauiPacketSize();
 
-  standin::FakeHccdHandler hccd;
-  SingleHandlerServes singleHandlerServes{hccd};
+  standin::FakeHccdHandler& hccd = sharedHccd();
   standin::FakeFrameFormat frameFormat1{5, 1500};
   standin::FakeFrameFormat frameFormat2{7, 9000};
   CountingCallback client;

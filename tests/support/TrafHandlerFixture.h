@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -139,65 +138,18 @@ inline std::vector<std::string> channelDriverNames(unsigned channel) {
   return names;
 }
 
-// Every handler of a test program starts and stops its HCC-D services
-// through the library's single handler, as the library does on the board;
-// this is the single handler's HCC-D handler, which hands each call on to
-// the HCC-D handler of the running test.
-class SingleHandlersHccd final : public rl::traf::HccdHandlerBase {
-  using Base = rl::traf::HccdHandlerBase;
-
- public:
-  // Hands later calls to `target` (none when null); returns the previous.
-  Base* handTo(Base* target) { return m_target.exchange(target); }
-  int startService(unsigned int ct) override {
-    return onTarget(&Base::startService, ct);
-  }
-  int stopService(unsigned int ct) override {
-    return onTarget(&Base::stopService, ct);
-  }
-  int registerPort(unsigned int ct, unsigned int port,
-                   const rl::traf::HccdReceiveBinding& binding) override {
-    return onTarget(&Base::registerPort, ct, port, binding);
-  }
-  int sendMessage(unsigned int ct, unsigned int port, unsigned char* data,
-                  unsigned int length) override {
-    return onTarget(&Base::sendMessage, ct, port, data, length);
-  }
-
- private:
-  template <class Operation, class... Args>
-  int onTarget(Operation operation, Args&&... args) {
-    Base* const target = m_target;
-    return target != nullptr ? (target->*operation)(std::forward<Args>(args)...)
-                             : 0;
-  }
-  std::atomic<Base*> m_target{nullptr};
-};
-
-// The single handler's HCC-D handler; the first call makes the single
-// handler, serving two channels, and initialises it with it.
-inline SingleHandlersHccd& singleHandlersHccd() {
+// The HCC-D handler of the library's single handler (made and initialised
+// with it on the first call), through which every handler starts and stops
+// its services, as on the board. Tests give it to their handlers too.
+inline standin::FakeHccdHandler& sharedHccd() {
   // Never destroyed: the single handler stops its services at exit.
-  static SingleHandlersHccd* const hccd = [] {
-    auto* const made = new SingleHandlersHccd();
+  static standin::FakeHccdHandler* const hccd = [] {
+    auto* const made = new standin::FakeHccdHandler();
     (void)tarvik::TrafHandler::getInstance(RadioChannel_2).initialize(*made);
     return made;
   }();
   return *hccd;
 }
-
-// While it lives, the single handler's HCC-D calls go to `hccd`.
-class SingleHandlerServes {
- public:
-  explicit SingleHandlerServes(rl::traf::HccdHandlerBase& hccd)
-      : m_previous(singleHandlersHccd().handTo(&hccd)) {}
-  ~SingleHandlerServes() { (void)singleHandlersHccd().handTo(m_previous); }
-  SingleHandlerServes(const SingleHandlerServes&) = delete;
-  SingleHandlerServes& operator=(const SingleHandlerServes&) = delete;
-
- private:
-  rl::traf::HccdHandlerBase* m_previous;
-};
 
 inline void resetPlatform() {
   standin::TraceControl::resetLevels();
@@ -208,6 +160,7 @@ inline void resetPlatform() {
   InterfaceBrokerControl::reset();
   standin::FakeDriverLayer::instance().reset();
   standin::ModuleManager::instance().clearEvents();
+  sharedHccd().reset();
 }
 
 class TrafHandlerFixture : public ::testing::Test {
@@ -232,8 +185,7 @@ class TrafHandlerFixture : public ::testing::Test {
     standin::ModuleManager::instance().clearEvents();
   }
 
-  standin::FakeHccdHandler hccd;
-  SingleHandlerServes singleHandlerServes{hccd};
+  standin::FakeHccdHandler& hccd = sharedHccd();
   std::unique_ptr<tarvik::TrafHandler> handler =
       std::make_unique<tarvik::TrafHandler>(RadioChannel_2);
 };
