@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// The order of the virtual operations of the interfaces shared with code
-// built separately: the platform calls the module's objects through
-// `ModuleInterface` and `ITrafHandler`, client modules call `ITrafHandler`
-// and implement `HccdPortCallback`, and the module calls the platform's
-// `rl::traf::HccdHandlerBase` and `IFrameFormat`. Each side calls by slot
-// index, so a reordered or inserted declaration breaks the other side
-// silently; this test reads the slots the compiler assigned.
+// The vtable slots of the interfaces shared with code built separately, the
+// platform and client modules: each side calls by slot index, so a
+// reordered or inserted declaration breaks the other side silently. This
+// test reads the slots the compiler assigned.
 #include <gtest/gtest.h>
 
 #include <cstddef>

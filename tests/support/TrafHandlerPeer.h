@@ -14,32 +14,26 @@ namespace tarvik {
 
 class TrafHandlerPeer {
  public:
-  static std::uint32_t doOnModuleInit(TrafHandler& handler,
-                                      RadioChannel channel) {
-    return handler.doOnModuleInit(channel);
+  using H = TrafHandler;
+  static std::uint32_t doOnModuleInit(H& h, RadioChannel c) {
+    return h.doOnModuleInit(c);
   }
-  static std::uint32_t doOnPhasePreFrameformatLoad(TrafHandler& handler,
-                                                   RadioChannel channel) {
-    return handler.doOnPhasePreFrameformatLoad(channel);
+  static std::uint32_t doOnPhasePreFrameformatLoad(H& h, RadioChannel c) {
+    return h.doOnPhasePreFrameformatLoad(c);
   }
-  static std::uint32_t doOnPhasePostFrameformatLoad(TrafHandler& handler,
-                                                    RadioChannel channel) {
-    return handler.doOnPhasePostFrameformatLoad(channel);
+  static std::uint32_t doOnPhasePostFrameformatLoad(H& h, RadioChannel c) {
+    return h.doOnPhasePostFrameformatLoad(c);
   }
-  static void indicateFrameFormatLoadInProgress(TrafHandler& handler,
-                                                RadioChannel channel,
-                                                bool inProgress) {
-    handler.indicateFrameFormatLoadInProgress(channel, inProgress);
+  static void indicateFrameFormatLoadInProgress(H& h, RadioChannel c, bool on) {
+    h.indicateFrameFormatLoadInProgress(c, on);
   }
-  static void invokeHccdPortCallback(const TrafHandler& handler,
-                                     RadioChannel channel, unsigned char* data,
-                                     unsigned int length,
+  static void invokeHccdPortCallback(const H& h, RadioChannel c,
+                                     unsigned char* data, unsigned int length,
                                      unsigned int portIndex) {
-    handler.invokeHccdPortCallback(channel, data, length, portIndex);
+    h.invokeHccdPortCallback(c, data, length, portIndex);
   }
-  static std::vector<TrafHandler::HccdRegistration> hccdPortRegistrations(
-      const TrafHandler& handler) {
-    return handler.hccdPortRegistrations();
+  static std::vector<H::HccdRegistration> hccdPortRegistrations(const H& h) {
+    return h.hccdPortRegistrations();
   }
 };
 

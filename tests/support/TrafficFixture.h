@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Set-up shared by the tests of the traffic settings: driver names, frame-
-// format objects in the registry, and channels bound by module
-// initialisation.
+// Set-up of the tests of the traffic settings: drivers, frame-format
+// objects, and channels bound by module initialisation.
 #ifndef TESTS_SUPPORT_TRAFFICFIXTURE_H
 #define TESTS_SUPPORT_TRAFFICFIXTURE_H
 
@@ -49,10 +48,8 @@ class TrafficFixture : public TrafHandlerFixture {
               0);
   }
 
-  // Adds the drivers and the frame-format object of `channel` and runs its
-  // module initialisation, which must succeed; then forgets the history.
-  // The driver `withoutRecord` is answered without a record, and so stays
-  // unbound.
+  // Adds the drivers and frame-format object of `channel`, runs its module
+  // initialisation and forgets the history; `withoutRecord` stays unbound.
   void bindChannel(unsigned channel, const std::string& withoutRecord = "") {
     for (const std::string& name : channelDriverNames(channel)) {
       if (name == withoutRecord) {

@@ -12,8 +12,6 @@
 
 namespace {
 
-using testsupport::channelDriver;
-using testsupport::kFecType;
 using testsupport::kXaui;
 
 // A status, and whether it means success.
@@ -32,7 +30,7 @@ TEST_P(DriverStatusTest, EveryDriverCallAppliesTheStatusRule) {
   addDrivers(2);
   registerFrameFormat(2, &frameFormat2);
   standin::FakeDriverLayer::instance().setGetInterfaceStatus(
-      channelDriver(2, kFecType), status);
+      testsupport::channelDriver(2, testsupport::kFecType), status);
   unsigned int size = 0;
 
   EXPECT_EQ(handler->dspIfSetXauiPacketSize(1500), success ? 0U : 1U);

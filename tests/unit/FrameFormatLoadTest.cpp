@@ -13,7 +13,6 @@ namespace {
 
 using standin::FakeDriver;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testsupport::channelDriver;
 using testsupport::kFec1;
 using testsupport::kFecType;
@@ -87,7 +86,8 @@ TEST_P(LoadingChannelTest, SendsOnItAreDroppedUntilItsPostLoadPhase) {
   EXPECT_THAT(sentCtIndexes(), ElementsAre(other - 1, loading - 1));
   EXPECT_THAT(writtenValues(channelDriver(loading, kFecType)), ElementsAre(9U));
   EXPECT_THAT(writtenValues(kXaui), ElementsAre(loading == 1 ? 1500U : 9000U));
-  EXPECT_THAT(writtenValues(channelDriver(other, kFecType)), IsEmpty());
+  EXPECT_THAT(writtenValues(channelDriver(other, kFecType)),
+              testing::IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Channels, LoadingChannelTest, testing::Values(1U, 2U));

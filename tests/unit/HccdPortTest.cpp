@@ -4,11 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <pthread.h>
-
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <utility>
 
 #include "TrafHandlerFixture.h"
@@ -17,7 +14,6 @@
 
 namespace {
 
-using standin::FakeHccdHandler;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testsupport::FailingCallback;
@@ -30,18 +26,13 @@ using testsupport::traceLines;
 using trafhandler_testing::ReceivedHccdMessage;
 using trafhandler_testing::RecordingHccdPortCallback;
 
-using Call = FakeHccdHandler::Call;
+using Call = standin::FakeHccdHandler::Call;
 constexpr const char kRegister[] = "hccdControllerRegisterPort";
 constexpr const char kSend[] = "hccdControllerSendMessage";
 constexpr const char kInvoke[] = "invokeHccdPortCallback";
 
 Line failure(const std::string& text) {
   return Line{1, kInvoke, "Exception: " + text};
-}
-
-std::string unknownIndexText(unsigned channel, unsigned port) {
-  return "ct " + std::to_string(channel) + ": unknown port index for portId " +
-         std::to_string(port);
 }
 
 class HccdPortTest : public testsupport::TrafHandlerFixture {
@@ -105,7 +96,9 @@ TEST_P(PortTableTest, RegistersAndSendsOnTheTablesPortIndexOfTheChannelsCt) {
 
     EXPECT_EQ(registrations(), expectedList);
     const Line entry{6, kRegister, "ct=" + std::to_string(c.channel)};
-    const std::string unknown = unknownIndexText(c.channel, row.from);
+    const std::string unknown = "ct " + std::to_string(c.channel) +
+                                ": unknown port index for portId " +
+                                std::to_string(row.from);
     if (row.to == kNoPort) {
       EXPECT_EQ(registered, 1U);
       EXPECT_EQ(sent, 1U);
@@ -312,16 +305,15 @@ TEST_F(HccdPortTest, NotFoundTraceNamesThePortTheChannelAndTheFirstByte) {
                                   "2: Data: 255")));
 }
 
-// The entries reach the library's single handler, which the tests share: each
-// registers its own channels and ports. The fixture has initialised it, and
-// its HCC-D calls reach the fixture's `hccd`.
+// The entries reach the library's single handler, which the tests share:
+// each registers its own channels and ports.
 class HccdEntryTest : public testsupport::TrafHandlerFixture {
  protected:
   static tarvik::TrafHandler& entryHandler() {
     return tarvik::TrafHandler::getInstance(RadioChannel_1);
   }
 
-  // Never freed: the single handler keeps it for good.
+  // Never freed: the single handler keeps it.
   template <typename Callback, typename... Args>
   static Callback& registerPort(RadioChannel channel, std::uint32_t port,
                                 Args... args) {
@@ -376,22 +368,6 @@ TEST_F(HccdEntryTest, CallbacksExceptionIsTracedAndGoesNoFurther) {
       ElementsAre(failure("port 4 overrun"),
                   Line{1, "hccDataReceivedCt1", unknown + "1, portIndex 1"},
                   Line{1, "hccDataReceivedCt2", unknown + "2, portIndex 1"}));
-}
-
-// glibc ends an exiting thread by an unwinding that must reach the thread's
-// start; an entry that swallowed it would abort the process.
-TEST_F(HccdEntryTest, TransportThreadEndedInACallbackEndsAndTheProcessLives) {
-  auto& callback = registerPort<FailingCallback>(RadioChannel_1, 8,
-                                                 [] { pthread_exit(nullptr); });
-  bool entryReturned = false;
-  std::thread([&entryReturned] {
-    unsigned char data[] = {1};
-    (void)hccDataReceivedCt1(nullptr, data, 1, 9);
-    entryReturned = true;
-  }).join();
-
-  EXPECT_FALSE(entryReturned);
-  EXPECT_EQ(callback.calls, 1);
 }
 
 }  // namespace

@@ -86,11 +86,9 @@ constexpr const char kFecUnbound[] =
 constexpr const char kNoFrameFormat[] =
     " Frame format interface not found for channel 1";
 
-// Module initialisation of channel 1 fails at one step, the drivers' names
-// being requested in order up to it. Then the later users of the bindings
-// see what stays bound: the post-load phase fails at the unbound FEC type
-// driver or at the missing frame-format object, the tap rates and the XAUI
-// packet size are read or refused.
+// Module initialisation of channel 1 fails at one step, having requested the
+// drivers in order up to it. What stays bound shows in the post-load phase,
+// the tap rates and the XAUI packet size.
 struct InitFailureCase {
   const char* label;
   std::string failingDriver;  // empty: every driver request succeeds

@@ -10,7 +10,6 @@ namespace {
 using standin::FakeDriver;
 using testsupport::kDsp1;
 using testsupport::kIdle1;
-using testsupport::Line;
 
 constexpr auto kChannel1 = RadioChannel_1;
 constexpr auto kNullDriver = " driver nullptr";
@@ -86,7 +85,7 @@ TEST_P(RlaTapRatesTest, HandsBackEachRateOnlyAfterItsReadSucceeded) {
   EXPECT_EQ(dsp.callCount(), c.dspReads);
   EXPECT_EQ(idle.callCount(), c.idleReads);
   // No entry line: a failure is the only trace.
-  std::vector<Line> expected;
+  std::vector<testsupport::Line> expected;
   if (c.message != nullptr) {
     expected.push_back({1, "rlaGetRatesForTaps", c.message});
   }

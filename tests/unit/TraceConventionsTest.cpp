@@ -20,7 +20,6 @@
 namespace {
 
 using standin::TraceControl;
-using testing::ElementsAre;
 using testsupport::kTraceObject;
 
 class TraceConventionsTest : public testsupport::TrafficFixture {};
@@ -53,7 +52,7 @@ TEST_F(TraceConventionsTest, DisabledLevelComposesNothing) {
     allocations.push_back(scope.count());
   }
 
-  EXPECT_THAT(allocations, ElementsAre(0U, testing::Gt(0U)));
+  EXPECT_THAT(allocations, testing::ElementsAre(0U, testing::Gt(0U)));
   EXPECT_EQ(TraceControl::logCalls(kTraceObject), 1U);
 }
 
@@ -68,17 +67,38 @@ TEST_F(TraceConventionsTest, TracingLeavesErrnoUnchanged) {
   EXPECT_THAT(testsupport::traceLines(), testing::SizeIs(testing::Gt(5U)));
 }
 
-// A thread cancelled inside the trace facility unwinds through the trace
-// statement and ends: that unwinding is no trace failure to swallow.
-TEST_F(TraceConventionsTest, ThreadEndedInsideTheTraceFacilityEnds) {
-  TraceControl::setPrinter(
-      [](const standin::TraceRecord& /*record*/) { pthread_exit(nullptr); });
-  std::thread([this] {
-    (void)handler->hccdControllerStartStop(RadioChannel_1, ITrafHandler::Start);
-  }).join();
-  TraceControl::setPrinter({});
+class ThreadEndTest : public testsupport::TrafficFixture {};
 
+// glibc ends a thread by an unwinding that must reach the thread's start: a
+// thread ended inside the trace facility, the HCC-D handler or a client
+// callback ends there, and the process lives on.
+TEST_F(ThreadEndTest, ThreadEndedInsideACallOutOfTheModuleEnds) {
+  const auto ends = [](const std::function<void()>& call) {
+    bool returned = false;
+    std::thread([&] { call(), returned = true; }).join();
+    return !returned;
+  };
+  const auto exit = [] { pthread_exit(nullptr); };
+  TraceControl::setPrinter([&](const standin::TraceRecord&) { exit(); });
+  EXPECT_TRUE(ends([this] { (void)handler->initialize(hccd); }));
+  TraceControl::setPrinter({});
   EXPECT_THAT(TraceControl::records(), testing::SizeIs(1));
+
+  (void)handler->initialize(hccd);
+  hccd.setObserver([&](const standin::FakeHccdHandler::Call&) { exit(); });
+  EXPECT_TRUE(ends([this] { handler->deinitialize(); }));
+  hccd.setObserver(nullptr);
+  // Not past the stop: the interface is still published.
+  EXPECT_NE(InterfaceBrokerControl::entry("ITrafHandler"), nullptr);
+
+  // Never freed: the library's single handler keeps it.
+  auto* const callback = new testsupport::FailingCallback(exit);
+  (void)tarvik::TrafHandler::getInstance(RadioChannel_1)
+      .hccdControllerRegisterPort(RadioChannel_1, testsupport::portId(8),
+                                  callback);
+  unsigned char data[] = {1};
+  EXPECT_TRUE(ends([&] { (void)hccDataReceivedCt1(nullptr, data, 1, 9); }));
+  EXPECT_EQ(callback->calls, 1);
 }
 
 struct GroupingPunct : std::numpunct<char> {

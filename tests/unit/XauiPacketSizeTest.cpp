@@ -8,7 +8,6 @@
 namespace {
 
 using standin::FakeDriver;
-using testsupport::kXaui;
 
 // The set writes 0xFFFFFFFF over the driver's 4242; the caller's size starts
 // at 77, the local word at 0.
@@ -47,7 +46,7 @@ TEST_P(XauiPacketSizeTest, SetWritesUnchangedAndGetHandsBackOnlySuccess) {
   if (c.bound) {
     bindChannel(1);
   }
-  FakeDriver& xaui = driver(kXaui);
+  FakeDriver& xaui = driver(testsupport::kXaui);
   xaui.setValue(4242);
   xaui.setWriteStatus(c.status);
   xaui.setReadStatus(c.status);
