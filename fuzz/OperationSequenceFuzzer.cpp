@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Plays random sequences on one node: the entry-point cases' breakings and
-// calls, calls with any channel, port and message, driver statuses and
-// registry entries changing, under any trace level or a throwing trace
-// facility. Every answer must be one its operation can give, a message must
-// reach exactly the callback whose registration was accepted, nothing may be
-// logged with tracing off, and whatever the sequence left, a whole working
-// day of the module must follow.
+// Random sequences on one node (entry-point cases, calls with any channel,
+// port and message, changing driver statuses and registry entries) under any
+// trace level or a throwing trace facility. Every answer is one its operation
+// can give, a message reaches exactly the callback whose registration was
+// accepted, nothing is logged with tracing off, and a working day follows.
 #include <fuzzer/FuzzedDataProvider.h>
 #include <gtest/gtest-spi.h>
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The client kit used as a client module uses it: the mock published in the
-// interface registry in place of the traffic handler, and the recording
-// callback registered with the real module and fed by the HCC-D transport.
+// The client kit as a client module uses it: the mock in place of the
+// handler, the recording callback fed by the real module.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

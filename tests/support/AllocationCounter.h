@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Counts the heap allocations made by the calling thread, for tests that
-// prove a path allocates nothing, and makes chosen ones fail, for tests of
-// what a path does without memory. Linking this replaces the global
-// `operator new` of the test program.
+// Counts the calling thread's heap allocations and makes chosen ones fail.
+// Linking this replaces the global `operator new` of the test program.
 #ifndef TESTS_SUPPORT_ALLOCATIONCOUNTER_H
 #define TESTS_SUPPORT_ALLOCATIONCOUNTER_H
 

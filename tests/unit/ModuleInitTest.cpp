@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Module initialisation of a channel: the names it requests, what it binds,
-// and what stays bound when a step fails.
+// Module initialisation: the names it requests, what it binds and keeps.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
