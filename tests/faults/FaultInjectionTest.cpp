@@ -99,6 +99,9 @@ TEST_P(FaultInjectionTest, LeavesNoTraceOfTheFaultButItsReport) {
     usual = run(c, node, {});
   }
   const auto boardDrivers = nodefacts::boardDriverNames();
+  // How a fault of the kind ends every text that reports it.
+  const auto reportsTheFault = testing::EndsWith(
+      kind == Kind::Allocation ? "std::bad_alloc" : " failed (injected)");
   // Each fault alone, traced and untraced, and each with all after it.
   const std::pair<bool, bool> modes[] = {
       {false, true}, {false, false}, {true, true}};
@@ -121,9 +124,6 @@ TEST_P(FaultInjectionTest, LeavesNoTraceOfTheFaultButItsReport) {
            standin::FakeDriverLayer::instance().requestedNames()) {
         EXPECT_THAT(boardDrivers, testing::Contains(name));
       }
-      // How a fault of the kind ends every text that reports it.
-      const auto reportsTheFault = testing::EndsWith(
-          kind == Kind::Allocation ? "std::bad_alloc" : " failed (injected)");
       for (const std::string& text : faulty.texts) {
         // The sampled data trace comes with whichever message is due.
         EXPECT_TRUE(usual.texts.count(text) != 0 ||

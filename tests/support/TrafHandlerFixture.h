@@ -152,6 +152,9 @@ inline standin::FakeHccdHandler& sharedHccd() {
 }
 
 inline void resetPlatform() {
+  // First: its first call makes and publishes the single handler, whose
+  // registry entry, traces and module events the resets below then clear.
+  sharedHccd().reset();
   standin::TraceControl::resetLevels();
   standin::TraceControl::setThreshold(kTraceObject, 6);
   standin::TraceControl::clearRecords();
@@ -160,7 +163,6 @@ inline void resetPlatform() {
   InterfaceBrokerControl::reset();
   standin::FakeDriverLayer::instance().reset();
   standin::ModuleManager::instance().clearEvents();
-  sharedHccd().reset();
 }
 
 class TrafHandlerFixture : public ::testing::Test {
